@@ -1,0 +1,19 @@
+#include "cli/commands.h"
+
+#include "formats/file_io.h"
+
+namespace vellmark::cli {
+
+int runFlipSky(Host& host, const std::vector<std::string>& args);
+
+const std::vector<Command>& commands() {
+  static const std::vector<Command> table = {
+      {"flip-sky", "FlipTgaFile", "SKY.tga",
+       "re-orient a bottom-row-first sky image into <program folder>/skies/NAME.prvtga", 1, 1, runFlipSky},
+  };
+  return table;
+}
+
+std::vector<unsigned char> readInput(const std::string& path) { return readWholeFile(path); }
+
+}  // namespace vellmark::cli

@@ -1,0 +1,17 @@
+# Cross-build for 32-bit Windows with Debian's MinGW-w64 toolchain (posix thread model,
+# so that std::thread is available).
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR i686)
+set(VELLMARK_MINGW_PREFIX i686-w64-mingw32)
+set(CMAKE_C_COMPILER ${VELLMARK_MINGW_PREFIX}-gcc-posix)
+set(CMAKE_CXX_COMPILER ${VELLMARK_MINGW_PREFIX}-g++-posix)
+set(CMAKE_RC_COMPILER ${VELLMARK_MINGW_PREFIX}-windres)
+set(CMAKE_FIND_ROOT_PATH /usr/${VELLMARK_MINGW_PREFIX})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+# Link zlib statically: the DLL must not need zlib1.dll beside it.
+set(ZLIB_USE_STATIC_LIBS ON)
+set(ZLIB_LIBRARY /usr/${VELLMARK_MINGW_PREFIX}/lib/libz.a CACHE FILEPATH "")
+set(ZLIB_INCLUDE_DIR /usr/${VELLMARK_MINGW_PREFIX}/include CACHE PATH "")

@@ -1,0 +1,10 @@
+#include "exports/host.h"
+
+namespace vellmark {
+
+Host& exportHost() {
+  static ConsoleHost host;
+  return host;
+}
+
+}  // namespace vellmark

@@ -1,0 +1,125 @@
+#include "support/test_support.h"
+
+#include <sys/wait.h>
+#include <zlib.h>
+
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+
+namespace vellmark::test {
+
+namespace fs = std::filesystem;
+
+bool RecordingHost::folderExists(const std::string& path) { return fs::is_directory(path); }
+
+void RecordingHost::createFolder(const std::string& path) {
+  createdFolders.push_back(path);
+  std::error_code ec;
+  fs::create_directory(path, ec);
+}
+
+ScratchDir::ScratchDir() {
+  static std::mt19937_64 rng{std::random_device{}()};
+  path_ = fs::temp_directory_path() / ("vellmark-test-" + std::to_string(rng()));
+  fs::create_directories(path_);
+}
+
+ScratchDir::~ScratchDir() {
+  std::error_code ec;
+  fs::remove_all(path_, ec);
+}
+
+std::string dataPath(const std::string& relative) { return std::string(VELLMARK_TEST_DATA_DIR) + "/" + relative; }
+
+std::vector<std::uint8_t> readFile(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw std::runtime_error("cannot read " + path.string());
+  return std::vector<std::uint8_t>(std::istreambuf_iterator<char>(in), {});
+}
+
+void writeFile(const fs::path& path, const std::vector<std::uint8_t>& bytes) {
+  std::ofstream out(path, std::ios::binary);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  if (!out) throw std::runtime_error("cannot write " + path.string());
+}
+
+bool fileExists(const fs::path& path) { return fs::exists(path); }
+
+std::vector<std::uint8_t> loadData(const std::string& relative) {
+  auto raw = readFile(dataPath(relative));
+  if (relative.size() < 3 || relative.compare(relative.size() - 3, 3, ".gz") != 0) return raw;
+  z_stream s{};
+  if (inflateInit2(&s, 16 + MAX_WBITS) != Z_OK) throw std::runtime_error("inflateInit2");
+  std::vector<std::uint8_t> out(raw.size() * 4 + 1024);
+  s.next_in = raw.data();
+  s.avail_in = static_cast<uInt>(raw.size());
+  int rc;
+  do {
+    if (s.total_out == out.size()) out.resize(out.size() * 2);
+    s.next_out = out.data() + s.total_out;
+    s.avail_out = static_cast<uInt>(out.size() - s.total_out);
+    rc = inflate(&s, Z_NO_FLUSH);
+  } while (rc == Z_OK);
+  out.resize(s.total_out);
+  inflateEnd(&s);
+  if (rc != Z_STREAM_END) throw std::runtime_error("bad gzip data in " + relative);
+  return out;
+}
+
+std::vector<std::uint8_t> makeTga(std::uint16_t width, std::uint16_t height, std::uint8_t depth,
+                                  std::uint8_t descriptor, const std::vector<std::uint8_t>& pixels) {
+  std::vector<std::uint8_t> out(18, 0);
+  out[2] = 2;
+  putU16(out, 12, width);
+  putU16(out, 14, height);
+  out[16] = depth;
+  out[17] = descriptor;
+  out.insert(out.end(), pixels.begin(), pixels.end());
+  return out;
+}
+
+std::vector<std::uint8_t> patternPixels(int width, int height, std::uint32_t seed) {
+  std::vector<std::uint8_t> px(static_cast<std::size_t>(width) * height * 4);
+  std::uint32_t x = seed * 2654435761u + 1;
+  for (auto& b : px) {
+    x ^= x << 13;
+    x ^= x >> 17;
+    x ^= x << 5;
+    b = static_cast<std::uint8_t>(x);
+  }
+  return px;
+}
+
+void putU16(std::vector<std::uint8_t>& v, std::size_t at, std::uint16_t x) {
+  v.at(at) = static_cast<std::uint8_t>(x);
+  v.at(at + 1) = static_cast<std::uint8_t>(x >> 8);
+}
+
+void putU32(std::vector<std::uint8_t>& v, std::size_t at, std::uint32_t x) {
+  for (int i = 0; i < 4; ++i) v.at(at + i) = static_cast<std::uint8_t>(x >> (8 * i));
+}
+
+std::uint32_t getU32(const std::vector<std::uint8_t>& v, std::size_t at) {
+  return v.at(at) | (v.at(at + 1) << 8) | (v.at(at + 2) << 16) | (static_cast<std::uint32_t>(v.at(at + 3)) << 24);
+}
+
+RunResult runCli(const std::vector<std::string>& args) {
+  ScratchDir capture;
+  std::string command = "'" + std::string(VELLMARK_CLI_PATH) + "'";
+  for (const auto& a : args) command += " '" + a + "'";
+  command += " >'" + capture.file("out") + "' 2>'" + capture.file("err") + "'";
+  int raw = std::system(command.c_str());
+  RunResult r;
+  r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  auto slurp = [&](const char* name) {
+    auto bytes = readFile(capture.file(name));
+    return std::string(bytes.begin(), bytes.end());
+  };
+  r.out = slurp("out");
+  r.err = slurp("err");
+  return r;
+}
+
+}  // namespace vellmark::test
