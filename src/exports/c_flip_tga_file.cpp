@@ -1,8 +1,8 @@
-// The eight C functions of Vellmark.dll and libvellmark.so. Each one hands its arguments to
-// the tool's C++ function; the boundary keeps exceptions inside.
+// C export: FlipTgaFile. Like every export it hands its arguments to the tool's C++ function
+// and lets the boundary keep exceptions inside the library.
 #include <cstring>
 
-#include "exports/export_boundary.h"
+#include "exports/boundary.h"
 #include "exports/host.h"
 #include "sky/flip_sky.h"
 #include "vellmark/vellmark.h"

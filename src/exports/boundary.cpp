@@ -1,4 +1,4 @@
-#include "exports/export_boundary.h"
+#include "exports/boundary.h"
 
 #include <cstdio>
 
