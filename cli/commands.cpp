@@ -5,11 +5,24 @@
 namespace vellmark::cli {
 
 int runFlipSky(Host& host, const std::vector<std::string>& args);
+int runList(Host& host, const std::vector<std::string>& args);
+int runUnpack(Host& host, const std::vector<std::string>& args);
+int runPack(Host& host, const std::vector<std::string>& args);
 
 const std::vector<Command>& commands() {
   static const std::vector<Command> table = {
       {"flip-sky", "FlipTgaFile", "SKY.tga",
        "re-orient a bottom-row-first sky image into <program folder>/skies/NAME.prvtga", 1, 1, runFlipSky},
+      {"list", nullptr, "ARCHIVE [--json]",
+       "list a course archive's directory: name, offset, sizes, storage and member kind of every record", 1, 2,
+       runList},
+      {"unpack", nullptr, "ARCHIVE DIR [--convert]",
+       "write every member of a course archive into DIR under its own name; --convert also writes BTC "
+       "textures as NAME.tga and vertex lists' coordinates as NAME.txt",
+       2, 3, runUnpack},
+      {"pack", nullptr, "DIR ARCHIVE [--order LISTFILE]",
+       "write the files of DIR as a course archive, in LISTFILE's order (one name a line) or sorted by name", 2, 4,
+       runPack},
   };
   return table;
 }
