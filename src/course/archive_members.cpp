@@ -6,6 +6,7 @@
 #include <array>
 #include <cctype>
 #include <cstdio>
+#include <limits>
 #include <new>
 
 #include "course/vertex_list.h"
@@ -51,10 +52,11 @@ bool isDeviceName(std::string_view name) {
          stem[3] <= '9';
 }
 
+// `result` comes from inflating into one byte more than the recorded size, so that a
+// member that goes on past its size tells itself apart from one whose stream is cut.
 std::string zlibProblem(const InflateResult& result, std::uint32_t recorded) {
   const std::string size = std::to_string(recorded);
-  // zlib's uncompress gives Z_BUF_ERROR only when the output is full and the stream goes on.
-  if (result.status == Z_BUF_ERROR) return "inflates to more than its recorded " + size + " bytes";
+  if (result.length > recorded) return "inflates to more than its recorded " + size + " bytes";
   if (result.ok()) return "inflates to " + std::to_string(result.length) + " bytes, not the recorded " + size;
   if (result.status == Z_MEM_ERROR) return "not enough memory to inflate " + size + " bytes";
   return "is not a complete zlib stream";
@@ -134,9 +136,11 @@ UnpackedMember ArchiveUnpacker::member(std::size_t index) const {
                   std::to_string(record.compressedSize) + " compressed, more than zlib can produce";
     return out;
   }
+  const std::uint64_t room = std::uint64_t{record.uncompressedSize} + 1;
   InflateResult inflated;
   try {
-    inflated = inflateMember(compressed, record.uncompressedSize);
+    if (room > std::numeric_limits<std::size_t>::max()) throw std::bad_alloc();
+    inflated = inflateMember(compressed, static_cast<std::size_t>(room));
   } catch (const std::bad_alloc&) {
     out.problem = "not enough memory to inflate " + std::to_string(record.uncompressedSize) + " bytes";
     return out;
@@ -145,6 +149,7 @@ UnpackedMember ArchiveUnpacker::member(std::size_t index) const {
     out.problem = zlibProblem(inflated, record.uncompressedSize);
     return out;
   }
+  inflated.buffer.resize(inflated.length);
   out.status = UnpackedMember::Status::Ready;
   out.data = std::move(inflated.buffer);
   out.kind = classifyMember(out.data);

@@ -1,0 +1,371 @@
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+
+#include "course/archive_folder.h"
+#include "course/archive_members.h"
+#include "course/archive_pack.h"
+#include "course/listing_text.h"
+#include "formats/zlib_member.h"
+#include "support/test_support.h"
+
+using namespace vellmark;
+using namespace vellmark::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+using Bytes8 = std::vector<std::uint8_t>;
+
+struct NamedFile {
+  std::string name;
+  Bytes8 data;
+};
+
+// Real images, sounds and textures under names that fit the 31-byte field.
+std::vector<NamedFile> realMembers() {
+  const std::pair<const char*, const char*> files[] = {
+      {"coin.wav", "media/coin_u8_mono_22050.wav"},
+      {"impact.wav", "media/impact_big_s16_mono_48000.wav"},
+      {"whistle.wav", "media/whistle_s16_stereo_44100.wav"},
+      {"fabric.jpg", "media/fabric_pattern_07_arm_1k_jfif_exif_baseline420.jpg"},
+      {"kloppenheim.jpg", "media/kloppenheim_06_1024x512_jfif_progressive420.jpg"},
+      {"sunflowers.jpg", "media/sunflowers_puresky_2k_jfif_baseline444.jpg"},
+      {"atlas.tga", "textures/cubicmap_atlas_64x64_cm8_bottomup.tga"},
+      {"leaf.tga", "textures/leaf_branch_256x512_rgba32.tga.gz"},
+      {"scarecrow.tga", "textures/scarecrow_128x256_rgba32_bottomup.tga"},
+      {"hull.tga", "textures/ship_hull_wood_256x256_rgb24.tga"},
+      {"bark.tga", "textures/tree_bark_320x240_rgb24_bottomup.tga"},
+      {"sky.prv", "sky/sky_preview_512x35_top.tga.gz"},
+  };
+  std::vector<NamedFile> out;
+  for (auto [name, path] : files) out.push_back({name, loadData(path)});
+  return out;
+}
+
+Bytes8 packAll(const std::vector<NamedFile>& files) {
+  ArchivePacker packer;
+  for (const auto& f : files) packer.add(f.name, f.data);
+  return std::move(packer).finish();
+}
+
+// An archive with whatever names and sizes a test wants, bypassing the packer's checks.
+struct RawMember {
+  std::string name;
+  Bytes8 data;
+  std::int64_t recordedSize = -1;  // -1: the true size
+};
+Bytes8 rawArchive(const std::vector<RawMember>& members) {
+  CourseArchiveWriter writer;
+  for (const auto& m : members)
+    writer.addMember(m.name, compressMember(m.data),
+                     m.recordedSize < 0 ? static_cast<std::uint32_t>(m.data.size())
+                                        : static_cast<std::uint32_t>(m.recordedSize));
+  return std::move(writer).finish();
+}
+
+Bytes8 text(const std::string& s) { return Bytes8(s.begin(), s.end()); }
+
+std::vector<std::string> filesIn(const fs::path& folder) {
+  std::vector<std::string> names;
+  for (const auto& e : fs::recursive_directory_iterator(folder))
+    names.push_back(fs::relative(e.path(), folder).string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+}  // namespace
+
+TEST(ArchiveUnpack, RealMembersTheSignatureSearchWouldCutComeBackWholeByName) {
+  const auto members = realMembers();
+  const auto archive = packAll(members);
+
+  // What makes the signature search lose these files: compressed streams that hold the
+  // bytes 78 9C after their own start, where the search takes the next member to begin.
+  const auto directory = openCourseArchive(archive);
+  int cut = 0;
+  for (const auto& r : directory.records) {
+    const Bytes stream = memberData(archive, r);
+    for (std::size_t i = 2; i + 1 < stream.size(); ++i)
+      if (stream[i] == 0x78 && stream[i + 1] == 0x9C) {
+        ++cut;
+        break;
+      }
+  }
+  EXPECT_GE(cut, 6) << "the real data no longer shows false signatures";
+
+  ScratchDir dir;
+  RecordingHost host;
+  const auto report = unpackArchive(host, archive, dir.file("out"), false);
+  EXPECT_EQ(report.written, members.size());
+  EXPECT_EQ(report.failed + report.refused, 0u);
+  for (const auto& m : members) EXPECT_EQ(readFile(dir.path() / "out" / m.name), m.data) << m.name;
+  EXPECT_EQ(filesIn(dir.path() / "out").size(), members.size());
+}
+
+TEST(ArchiveList, ListsEveryRecordWithTheKindOfItsContent) {
+  auto members = realMembers();
+  Bytes8 vertexList(64, 0);
+  vertexList[0] = vertexList[4] = 2;
+  members.push_back({"points.vrt", vertexList});
+  members.push_back({"notes.bin", text("plain text")});
+  const auto archive = packAll(members);
+  const auto listing = listArchive(archive, openCourseArchive(archive));
+  ASSERT_EQ(listing.size(), members.size());
+  const char* kinds[] = {"wav", "wav", "wav", "jpg", "jpg", "jpg", "unknown" /* colour-mapped TGA */,
+                         "tga", "tga", "tga", "tga", "tga", "vrt", "unknown"};
+  std::uint32_t offset = 16;
+  for (std::size_t i = 0; i < listing.size(); ++i) {
+    EXPECT_EQ(listing[i].record.name, members[i].name);
+    EXPECT_STREQ(memberKindName(listing[i].kind), kinds[i]) << members[i].name;
+    EXPECT_EQ(listing[i].record.dataOffset, offset);
+    EXPECT_EQ(listing[i].record.uncompressedSize, members[i].data.size());
+    offset += listing[i].record.compressedSize;
+  }
+
+  const std::string table = listingTable(listing);
+  EXPECT_NE(table.find("    6  atlas.tga        "), std::string::npos) << table;
+  EXPECT_NE(table.find("total: 14 members, " + std::to_string(offset - 16) + " bytes compressed"), std::string::npos);
+  // Every column ends at the same place on every line: the offsets right-aligned under "offset".
+  const auto headingEnd = table.find("offset") + 6;
+  const auto secondLine = table.find('\n') + 1;
+  EXPECT_EQ(table.substr(secondLine + headingEnd - 2, 2), "16");
+}
+
+TEST(ArchiveList, HostileNamesStayInsideTheirQuotesAndColumns) {
+  const auto archive = rawArchive({{"a\"b\\c\x01\xE9", text("x")}});
+  const auto listing = listArchive(archive, openCourseArchive(archive));
+  EXPECT_NE(listingJson(listing).find(R"("name": "a\"b\\c\u0001\u00E9")"), std::string::npos) << listingJson(listing);
+  EXPECT_NE(listingTable(listing).find(R"(a"b\x5Cc\x01\xE9)"), std::string::npos) << listingTable(listing);
+  EXPECT_EQ(listingJson({}), "[]\n");
+}
+
+TEST(ArchiveNames, RefusesEveryNameThatCouldLeaveTheFolder) {
+  const char* hostile[] = {"", ".", "..", "../up", "..\\up", "a/../b", "/etc/passwd", "\\\\server\\share", "sub/x",
+                           "sub\\x", "C:evil", "c:", "x:y", "tab\tname", "bell\x07", "del\x7F", "new\nline",
+                           "trailing.", "trailing ", "CON", "nul.txt", "com1", "LPT9.dat", "a|b", "a?b", "a*b",
+                           "a<b", "a\"b"};
+  for (const char* name : hostile) EXPECT_TRUE(memberNameProblem(name).has_value()) << '"' << name << '"';
+  const char* fine[] = {"sky.prv", "_s_k_y_94.tga", "Panorama.btc", "a b.tga", ".hidden", "CONSOLE.txt",
+                        "com10", "\xE9t\xE9.wav", "a.b.c"};
+  for (const char* name : fine) EXPECT_FALSE(memberNameProblem(name).has_value()) << name;
+}
+
+TEST(ArchiveUnpack, HostileNamesAreRefusedAndNothingIsWrittenOutsideTheFolder) {
+  ScratchDir dir;
+  const fs::path out = dir.path() / "out";
+  fs::create_directories(out);
+  fs::create_symlink(dir.path() / "victim", out / "link.bin");  // planted by someone else
+  const auto archive = rawArchive({{"../escape.bin", text("1")},
+                                   {"/tmp/absolute.bin", text("2")},
+                                   {"C:\\evil.bin", text("3")},
+                                   {"sub/inner.bin", text("4")},
+                                   {"", text("5")},
+                                   {"..", text("6")},
+                                   {"ok.bin", text("good")},
+                                   {"ok.bin", text("again")},
+                                   {"link.bin", text("through the link")}});
+  RecordingHost host;
+  const auto report = unpackArchive(host, archive, out.string(), false);
+  EXPECT_EQ(report.written, 1u);
+  EXPECT_EQ(report.refused, 7u);
+  EXPECT_EQ(report.failed, 1u);  // the symbolic link
+  ASSERT_EQ(report.problems.size(), 8u);
+  EXPECT_NE(report.problems[0].find("member 0 '../escape.bin' refused"), std::string::npos) << report.problems[0];
+  EXPECT_NE(report.problems[7].find("symbolic link"), std::string::npos) << report.problems[7];
+  EXPECT_EQ(readFile(out / "ok.bin"), text("good"));
+  EXPECT_EQ(filesIn(dir.path()), (std::vector<std::string>{"out", "out/link.bin", "out/ok.bin"}));
+  EXPECT_FALSE(fs::exists(dir.path() / "victim"));
+}
+
+TEST(ArchiveUnpack, MembersThatDoNotInflateToTheirSizeFailAloneAndTheRestAreWritten) {
+  auto broken = compressMember(text("this stream is cut"));
+  broken.resize(broken.size() - 3);
+  CourseArchiveWriter writer;
+  writer.addMember("short.bin", compressMember(text("twelve bytes")), 13);
+  writer.addMember("long.bin", compressMember(text("twelve bytes")), 11);
+  writer.addMember("cut.bin", broken, 18);
+  writer.addMember("bomb.bin", compressMember(text("x")), 0xFFFFFFF0u);  // refused before any allocation
+  writer.addMember("empty.bin", compressMember({}), 0);
+  writer.addMember("good.bin", compressMember(text("twelve bytes")), 12);
+  const auto archive = std::move(writer).finish();
+
+  const ArchiveUnpacker unpacker(archive, false);
+  const char* expected[] = {"inflates to 12 bytes, not the recorded 13", "inflates to more than its recorded 11 bytes",
+                            "is not a complete zlib stream", "more than zlib can produce"};
+  for (std::size_t i = 0; i < 4; ++i) {
+    const auto m = unpacker.member(i);
+    EXPECT_EQ(m.status, UnpackedMember::Status::Failed);
+    EXPECT_NE(m.problem.find(expected[i]), std::string::npos) << m.problem;
+  }
+
+  ScratchDir dir;
+  writeFile(dir.file("a.arc"), archive);
+  const auto run = runCli({"unpack", dir.file("a.arc"), dir.file("out")});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "members: 2 written, 0 converted, 0 refused, 4 failed\n");
+  EXPECT_NE(run.err.find("member 2 'cut.bin' failed: is not a complete zlib stream"), std::string::npos) << run.err;
+  EXPECT_EQ(filesIn(dir.path() / "out"), (std::vector<std::string>{"empty.bin", "good.bin"}));
+  EXPECT_EQ(readFile(dir.path() / "out" / "good.bin"), text("twelve bytes"));
+}
+
+TEST(ArchiveUnpack, EveryTruncatedPrefixIsRejectedBeforeAnythingIsWritten) {
+  const auto members = realMembers();
+  const auto archive = packAll({members[0], members[6]});  // two real members, about 4 KB
+  for (std::size_t n = 0; n < archive.size(); ++n) {
+    const Bytes8 prefix(archive.begin(), archive.begin() + static_cast<std::ptrdiff_t>(n));
+    EXPECT_THROW(ArchiveUnpacker(prefix, true), Error) << "prefix of " << n << " bytes";
+  }
+  ScratchDir dir;
+  for (std::size_t n : {std::size_t{0}, std::size_t{15}, std::size_t{16}, archive.size() / 2, archive.size() - 1}) {
+    writeFile(dir.file("cut.arc"), Bytes8(archive.begin(), archive.begin() + static_cast<std::ptrdiff_t>(n)));
+    for (const char* command : {"list", "unpack"}) {
+      const auto run = command == std::string("list") ? runCli({command, dir.file("cut.arc")})
+                                                      : runCli({command, dir.file("cut.arc"), dir.file("out")});
+      EXPECT_EQ(run.status, 2) << command << " of " << n << " bytes";
+      EXPECT_NE(run.err.find("vellmark: error: course archive"), std::string::npos) << run.err;
+    }
+  }
+  EXPECT_FALSE(fs::exists(dir.path() / "out"));
+}
+
+TEST(ArchiveUnpack, RecordsPointingOutsideTheFileAreRejected) {
+  const auto good = packAll(realMembers());
+  const std::size_t directory = getU32(good, 12);
+  const std::size_t last = directory + 11 * kArchiveRecordSize;
+  const std::pair<std::size_t, std::uint32_t> faults[] = {
+      {last + 36, static_cast<std::uint32_t>(good.size())},  // data begins past the end
+      {last + 40, static_cast<std::uint32_t>(good.size())},  // data runs past the end
+      {last + 36, 0xFFFFFFF0u},                              // offset + size wraps around
+      {8, 13},                                               // a record beyond the file
+      {12, 0xFFFFFFC0u},                                     // directory offset wraps around
+  };
+  for (auto [at, value] : faults) {
+    auto bad = good;
+    putU32(bad, at, value);
+    try {
+      ArchiveUnpacker unpacker(bad, false);
+      ADD_FAILURE() << "field at " << at << " = " << value << " was accepted";
+    } catch (const Error& e) {
+      EXPECT_EQ(e.kind(), ErrorKind::Corrupt);
+    }
+  }
+  ScratchDir dir;
+  auto bad = good;
+  putU32(bad, last + 40, 0x7FFFFFFF);
+  writeFile(dir.file("bad.arc"), bad);
+  const auto run = runCli({"list", dir.file("bad.arc")});
+  EXPECT_EQ(run.status, 2);
+  EXPECT_NE(run.err.find("record 11 ('sky.prv') points at 2147483647 bytes"), std::string::npos) << run.err;
+
+  writeFile(dir.file("text.arc"), text("# not an archive at all\n"));
+  const auto notArchive = runCli({"list", dir.file("text.arc"), "--json"});
+  EXPECT_EQ(notArchive.status, 2);
+  EXPECT_NE(notArchive.err.find("not a course archive"), std::string::npos) << notArchive.err;
+}
+
+TEST(ArchiveUnpack, ConvertWritesVertexCoordinatesBesideTheMember) {
+  Bytes8 vrt(40 + 24, 0);
+  putU32(vrt, 0, 2);
+  putU32(vrt, 4, 2);
+  putU32(vrt, 16, 1);  // two points
+  const float coords[] = {1.5f, -2.0f, 1e6f, 0.1f, 0.0f, 3.25f};
+  std::memcpy(&vrt[40], coords, sizeof coords);
+  const auto archive = rawArchive({{"hole1.vrt", vrt}, {"hole2.vrt", vrt}, {"hole2.vrt.txt", text("mine")}});
+  ScratchDir dir;
+  RecordingHost host;
+  const auto report = unpackArchive(host, archive, dir.file("out"), true);
+  EXPECT_EQ(report.written, 3u);
+  EXPECT_EQ(report.converted, 1u);
+  const auto txt = readFile(dir.path() / "out" / "hole1.vrt.txt");
+  EXPECT_EQ(std::string(txt.begin(), txt.end()), "1.5,-2,1e+06\n0.1,0,3.25\n");
+  EXPECT_EQ(readFile(dir.path() / "out" / "hole2.vrt.txt"), text("mine"));  // the member wins
+  ASSERT_EQ(report.problems.size(), 1u);
+  EXPECT_NE(report.problems[0].find("would overwrite the member"), std::string::npos);
+  // Without conversion only the members are written.
+  EXPECT_EQ(unpackArchive(host, archive, dir.file("plain"), false).converted, 0u);
+  EXPECT_FALSE(fs::exists(dir.path() / "plain" / "hole1.vrt.txt"));
+}
+
+TEST(ArchivePack, WritesZlibStreamsAndRecordsInTheGameLayout) {
+  const auto members = realMembers();
+  const auto archive = packAll({members[0], members[11]});
+  std::size_t offset = 16;
+  for (int i = 0; i < 2; ++i) {
+    const auto& data = members[i == 0 ? 0 : 11].data;
+    Bytes8 expected(compressBound(static_cast<uLong>(data.size())));
+    uLongf length = static_cast<uLongf>(expected.size());
+    ASSERT_EQ(compress(expected.data(), &length, data.data(), static_cast<uLong>(data.size())), Z_OK);
+    expected.resize(length);
+    ASSERT_LE(offset + length, archive.size());
+    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), archive.begin() + static_cast<std::ptrdiff_t>(offset)));
+    const std::size_t record = getU32(archive, 12) + static_cast<std::size_t>(i) * 64;
+    EXPECT_EQ(getU32(archive, record), 0u);
+    const std::string name = i == 0 ? "coin.wav" : "sky.prv";
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&archive[record + 4])), name);
+    for (std::size_t b = record + 4 + name.size(); b < record + 36; ++b) EXPECT_EQ(archive[b], 0);
+    EXPECT_EQ(getU32(archive, record + 36), offset);
+    EXPECT_EQ(getU32(archive, record + 40), length);
+    EXPECT_EQ(getU32(archive, record + 44), data.size());
+    EXPECT_EQ(getU32(archive, record + 48), 2u);
+    for (std::size_t b = record + 52; b < record + 64; ++b) EXPECT_EQ(archive[b], 0);
+    offset += length;
+  }
+  EXPECT_EQ(getU32(archive, 12), offset);
+  EXPECT_EQ(getU32(archive, 4), archive.size());
+  EXPECT_EQ(archive.size(), offset + 128);
+
+  ArchivePacker packer;
+  EXPECT_THROW(packer.add(std::string(32, 'n'), {}), Error);
+  EXPECT_THROW(packer.add("../up", {}), Error);
+  packer.add(std::string(31, 'n'), {});
+  EXPECT_THROW(packer.add(std::string(31, 'n'), {}), Error);
+}
+
+TEST(ArchivePack, FolderRoundTripsThroughTheProgramInSortedOrOrderFileOrder) {
+  ScratchDir dir;
+  const auto members = realMembers();
+  fs::create_directories(dir.path() / "in" / "subfolder");
+  for (const auto& m : members) writeFile(dir.path() / "in" / m.name, m.data);
+  writeFile(dir.path() / "in" / "empty", {});
+
+  auto run = runCli({"pack", dir.file("in"), dir.file("sorted.arc")});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.err.find("skipped 'subfolder'"), std::string::npos);
+  const auto sorted = readFile(dir.file("sorted.arc"));
+  auto names = [](const Bytes8& archive) {
+    std::vector<std::string> out;
+    for (const auto& r : openCourseArchive(archive).records) out.push_back(r.name);
+    return out;
+  };
+  auto expectedSorted = std::vector<std::string>{"empty"};
+  for (const auto& m : members) expectedSorted.push_back(m.name);
+  std::sort(expectedSorted.begin(), expectedSorted.end());
+  EXPECT_EQ(names(sorted), expectedSorted);
+
+  run = runCli({"unpack", dir.file("sorted.arc"), dir.file("out")});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "members: 13 written, 0 converted, 0 refused, 0 failed\n");
+  for (const auto& m : members) EXPECT_EQ(readFile(dir.path() / "out" / m.name), m.data) << m.name;
+  EXPECT_TRUE(readFile(dir.path() / "out" / "empty").empty());
+
+  // An order file picks and orders the members; blank lines and CRLF endings are fine.
+  writeFile(dir.file("order.txt"), text("sky.prv\r\n\r\ncoin.wav\r\natlas.tga"));
+  run = runCli({"pack", dir.file("in"), dir.file("ordered.arc"), "--order", dir.file("order.txt")});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(names(readFile(dir.file("ordered.arc"))), (std::vector<std::string>{"sky.prv", "coin.wav", "atlas.tga"}));
+  // Repacking the unpacked folder in the archive's order gives the archive back.
+  run = runCli({"pack", dir.file("out"), dir.file("again.arc")});
+  EXPECT_EQ(readFile(dir.file("again.arc")), sorted);
+
+  // An order file cannot reach outside the folder, nor name a member twice.
+  writeFile(dir.path() / "secret", text("outside"));
+  writeFile(dir.file("order.txt"), text("coin.wav\n../secret\n"));
+  run = runCli({"pack", dir.file("in"), dir.file("bad.arc"), "--order", dir.file("order.txt")});
+  EXPECT_EQ(run.status, 2);
+  EXPECT_NE(run.err.find("'../secret'"), std::string::npos) << run.err;
+  EXPECT_THROW(parsePackOrder("a\nb\na\n"), Error);
+}
