@@ -5,11 +5,16 @@
 namespace vellmark::cli {
 
 int runFlipSky(Host& host, const std::vector<std::string>& args);
+int runSkyFile(Host& host, const std::vector<std::string>& args);
 
 const std::vector<Command>& commands() {
   static const std::vector<Command> table = {
       {"flip-sky", "FlipTgaFile", "SKY.tga",
        "re-orient a bottom-row-first sky image into <program folder>/skies/NAME.prvtga", 1, 1, runFlipSky},
+      {"sky-file", "CreateSkyFile", "PREVIEW.tga SKY.tga OUTPUT_FOLDER",
+       "pack a 512 x 35 preview and a 4800 x 320 sky image into OUTPUT_FOLDER/SKY.sky (folder without a trailing "
+       "separator)",
+       3, 3, runSkyFile},
   };
   return table;
 }
