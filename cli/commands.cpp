@@ -6,9 +6,12 @@ namespace vellmark::cli {
 
 int runFlipSky(Host& host, const std::vector<std::string>& args);
 int runSkyFile(Host& host, const std::vector<std::string>& args);
+int runBtcToTga(Host& host, const std::vector<std::string>& args);
 
 const std::vector<Command>& commands() {
   static const std::vector<Command> table = {
+      {"btc2tga", "BTC2TGA", "IN.btc OUT.tga", "convert a tiled BTC texture (\"BTCV\" file) into a 32-bit TGA image", 2, 2,
+       runBtcToTga},
       {"flip-sky", "FlipTgaFile", "SKY.tga",
        "re-orient a bottom-row-first sky image into <program folder>/skies/NAME.prvtga", 1, 1, runFlipSky},
       {"sky-file", "CreateSkyFile", "PREVIEW.tga SKY.tga OUTPUT_FOLDER",
