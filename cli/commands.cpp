@@ -8,9 +8,13 @@ int runFlipSky(Host& host, const std::vector<std::string>& args);
 int runList(Host& host, const std::vector<std::string>& args);
 int runUnpack(Host& host, const std::vector<std::string>& args);
 int runPack(Host& host, const std::vector<std::string>& args);
+int runSkyFile(Host& host, const std::vector<std::string>& args);
+int runBtcToTga(Host& host, const std::vector<std::string>& args);
 
 const std::vector<Command>& commands() {
   static const std::vector<Command> table = {
+      {"btc2tga", "BTC2TGA", "IN.btc OUT.tga", "convert a tiled BTC texture (\"BTCV\" file) into a 32-bit TGA image", 2, 2,
+       runBtcToTga},
       {"flip-sky", "FlipTgaFile", "SKY.tga",
        "re-orient a bottom-row-first sky image into <program folder>/skies/NAME.prvtga", 1, 1, runFlipSky},
       {"list", nullptr, "ARCHIVE [--json]",
@@ -23,6 +27,10 @@ const std::vector<Command>& commands() {
       {"pack", nullptr, "DIR ARCHIVE [--order LISTFILE]",
        "write the files of DIR as a course archive, in LISTFILE's order (one name a line) or sorted by name", 2, 4,
        runPack},
+      {"sky-file", "CreateSkyFile", "PREVIEW.tga SKY.tga OUTPUT_FOLDER",
+       "pack a 512 x 35 preview and a 4800 x 320 sky image into OUTPUT_FOLDER/SKY.sky (folder without a trailing "
+       "separator)",
+       3, 3, runSkyFile},
   };
   return table;
 }

@@ -1,0 +1,21 @@
+// C export: CreateSkyFile.
+#include "exports/boundary.h"
+#include "exports/host.h"
+#include "formats/error.h"
+#include "formats/ordered_parallel.h"
+#include "sky/sky_file.h"
+#include "vellmark/vellmark.h"
+
+using namespace vellmark;
+
+extern "C" {
+
+VELLMARK_API void VELLMARK_CALL CreateSkyFile(const char* previewTgaPath, const char* skyTgaPath,
+                                              const char* outputFolder) {
+  runExport("CreateSkyFile", [&] {
+    if (!previewTgaPath || !skyTgaPath || !outputFolder) fail(ErrorKind::Argument, "a path argument is null");
+    createSkyFile(exportHost(), previewTgaPath, skyTgaPath, outputFolder, defaultThreadCount());
+  });
+}
+
+}  // extern "C"
