@@ -369,3 +369,60 @@ TEST(ArchivePack, FolderRoundTripsThroughTheProgramInSortedOrOrderFileOrder) {
   EXPECT_NE(run.err.find("'../secret'"), std::string::npos) << run.err;
   EXPECT_THROW(parsePackOrder("a\nb\na\n"), Error);
 }
+
+TEST(ArchivePack, ReproducesASkyFileByteForByteFromItsUnpackedMembers) {
+  ScratchDir dir;
+  writeFile(dir.file("preview.tga"), loadData("sky/sky_preview_512x35_top.tga.gz"));
+  writeFile(dir.file("course.tga"), loadData("sky/sky_4800x320_top.tga.gz"));
+  auto run = runCli({"sky-file", dir.file("preview.tga"), dir.file("course.tga"), dir.path().string()});
+  ASSERT_EQ(run.status, 0) << run.err;
+  const auto sky = readFile(dir.file("course.sky"));
+
+  run = runCli({"unpack", dir.file("course.sky"), dir.file("members")});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "members: 95 written, 0 converted, 0 refused, 0 failed\n");
+  std::string order;
+  for (int n = 1; n <= 94; ++n) order += "_s_k_y_" + std::to_string(n) + ".tga\n";
+  order += "sky.prv\n";
+  writeFile(dir.file("order.txt"), text(order));
+  run = runCli({"pack", dir.file("members"), dir.file("again.sky"), "--order", dir.file("order.txt")});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(readFile(dir.file("again.sky")), sky);
+  // Sorted by name the members come in another order: same members, other bytes.
+  run = runCli({"pack", dir.file("members"), dir.file("sorted.sky")});
+  EXPECT_NE(readFile(dir.file("sorted.sky")), sky);
+  EXPECT_EQ(readFile(dir.file("sorted.sky")).size(), sky.size());
+}
+
+TEST(ArchiveUnpack, ConvertWritesBtcTexturesThroughBtc2Tga) {
+  // An 8 x 8 "BTCV" file: one 8 x 8 tile whose stream is one solid run of four blocks.
+  Bytes8 btc(36, 0);
+  std::memcpy(btc.data(), "BTCV", 4);
+  putU16(btc, 4, 8);
+  putU16(btc, 6, 8);
+  putU32(btc, 16, 1);
+  putU16(btc, 22, 8);       // tile size
+  putU32(btc, 28, 36);      // stream offset
+  putU32(btc, 32, 2 + 16);  // stream length
+  appendU16(btc, (4 << 12) | 4);
+  for (int block = 0; block < 4; ++block) btc.insert(btc.end(), {0x10, 0x20, 0x30, 0xFF});
+  Bytes8 rejected = btc;
+  putU32(rejected, 16, 0);  // no tiles: BTC2TGA refuses it
+
+  const auto archive = rawArchive({{"grass.btc", btc}, {"bad.btc", rejected}});
+  ScratchDir dir;
+  RecordingHost host;
+  const auto report = unpackArchive(host, archive, dir.file("out"), true);
+  EXPECT_EQ(report.written, 2u);
+  EXPECT_EQ(report.converted, 1u);
+  EXPECT_EQ(readFile(dir.path() / "out" / "grass.btc"), btc);  // the member itself as well
+  const auto tga = readFile(dir.path() / "out" / "grass.btc.tga");
+  ASSERT_EQ(tga.size(), 18u + 8 * 8 * 4);
+  EXPECT_EQ(Bytes8(tga.begin() + 12, tga.begin() + 18), (Bytes8{8, 0, 8, 0, 32, 0x20}));
+  for (std::size_t p = 18; p < tga.size(); p += 4)
+    ASSERT_EQ(Bytes8(tga.begin() + p, tga.begin() + p + 4), (Bytes8{0x10, 0x20, 0x30, 0xFF})) << p;
+  EXPECT_FALSE(fs::exists(dir.path() / "out" / "bad.btc.tga"));
+  ASSERT_EQ(host.boxes.size(), 1u);
+  ASSERT_EQ(report.problems.size(), 1u);
+  EXPECT_NE(report.problems[0].find("member 1 'bad.btc' not converted"), std::string::npos) << report.problems[0];
+}

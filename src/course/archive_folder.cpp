@@ -7,6 +7,7 @@
 #include "course/archive_members.h"
 #include "course/archive_pack.h"
 #include "formats/file_io.h"
+#include "panorama/btc_to_tga.h"
 
 namespace vellmark {
 
@@ -27,11 +28,28 @@ std::optional<std::string> writeInside(const fs::path& folder, const std::string
   return std::nullopt;
 }
 
+// Converts through the BTC2TGA tool itself, as the extractor does: a texture it rejects gets
+// its message box and no file.
+std::optional<std::string> convertBtc(Host& host, const fs::path& folder, const std::string& name, Bytes data) {
+  const fs::path target = folder / name;
+  std::error_code ec;
+  if (fs::is_symlink(fs::symlink_status(target, ec)))
+    return "'" + name + "' is a symbolic link in the output folder; not written through it";
+  fs::remove(target, ec);  // so that a file of an earlier run does not pass for this one's
+  try {
+    btcToTga(host, data, target.string());
+  } catch (const Error& e) {
+    return std::string(e.what());
+  }
+  if (!fs::is_regular_file(target, ec)) return "BTC2TGA made no '" + name + "'";
+  return std::nullopt;
+}
+
 Bytes textBytes(const std::string& text) { return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}; }
 
 }  // namespace
 
-UnpackReport unpackArchive(Host& /*host*/, Bytes archive, const std::string& folder, bool convert) {
+UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder, bool convert) {
   const ArchiveUnpacker unpacker(archive, convert);
   const fs::path out(folder);
   std::error_code ec;
@@ -57,7 +75,14 @@ UnpackReport unpackArchive(Host& /*host*/, Bytes archive, const std::string& fol
       continue;
     }
     ++report.written;
-    if (!m.conversionProblem.empty()) report.problems.push_back(memberLabel(m) + " not converted: " + m.conversionProblem);
+    if (!m.conversionProblem.empty())
+      report.problems.push_back(memberLabel(m) + " not converted: " + m.conversionProblem);
+    if (m.btcTgaName) {
+      if (auto problem = convertBtc(host, out, *m.btcTgaName, m.data))
+        report.problems.push_back(memberLabel(m) + " not converted: " + *problem);
+      else
+        ++report.converted;
+    }
     if (m.vertexTextName) {
       if (auto problem = writeInside(out, *m.vertexTextName, textBytes(m.vertexText)))
         report.problems.push_back(memberLabel(m) + " not converted: " + *problem);
