@@ -10,11 +10,17 @@ int runUnpack(Host& host, const std::vector<std::string>& args);
 int runPack(Host& host, const std::vector<std::string>& args);
 int runSkyFile(Host& host, const std::vector<std::string>& args);
 int runBtcToTga(Host& host, const std::vector<std::string>& args);
+int runExtract(Host& host, const std::vector<std::string>& args);
 
 const std::vector<Command>& commands() {
   static const std::vector<Command> table = {
       {"btc2tga", "BTC2TGA", "IN.btc OUT.tga", "convert a tiled BTC texture (\"BTCV\" file) into a 32-bit TGA image", 2, 2,
        runBtcToTga},
+      {"extract", "ExtractMSCourse", "[--summary] ARCHIVE OUTPUT_PREFIX",
+       "unpack a course archive by content into OUTPUT_PREFIX + pass number + extension (.tga, .wav, .jpg, .vrt "
+       "with .vrt.txt; BTC textures as .tga) and its panorama into OUTPUT_PREFIX + Panorama.lib; no separator is "
+       "added, so give a folder with a trailing one; --summary prints what was written",
+       2, 3, runExtract},
       {"flip-sky", "FlipTgaFile", "SKY.tga",
        "re-orient a bottom-row-first sky image into <program folder>/skies/NAME.prvtga", 1, 1, runFlipSky},
       {"list", nullptr, "ARCHIVE [--json]",

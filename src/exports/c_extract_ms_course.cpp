@@ -1,0 +1,24 @@
+// C export: ExtractMSCourse. The caller hands the whole archive in memory with its length.
+#include "course/extract_course.h"
+#include "exports/boundary.h"
+#include "exports/host.h"
+#include "formats/error.h"
+#include "formats/ordered_parallel.h"
+#include "vellmark/vellmark.h"
+
+using namespace vellmark;
+
+extern "C" {
+
+VELLMARK_API void VELLMARK_CALL ExtractMSCourse(const unsigned char* archive, int archiveLength,
+                                                const char* outputPrefix) {
+  runExport("ExtractMSCourse", [&] {
+    if (archiveLength < 0) fail(ErrorKind::Argument, "archiveLength " + std::to_string(archiveLength) + " is negative");
+    if (!archive && archiveLength > 0) fail(ErrorKind::Argument, "archive is null");
+    if (!outputPrefix) fail(ErrorKind::Argument, "outputPrefix is null");
+    const Bytes data(archive, static_cast<std::size_t>(archiveLength));
+    (void)extractCourse(exportHost(), data, outputPrefix, defaultThreadCount());
+  });
+}
+
+}  // extern "C"

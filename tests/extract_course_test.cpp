@@ -1,0 +1,336 @@
+#include "course/extract_course.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <cstring>
+#include <set>
+
+#include "exports/messages.h"
+#include "formats/course_archive.h"
+#include "support/test_support.h"
+
+using namespace vellmark;
+using namespace vellmark::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+using Box = RecordingHost::Box;
+using ByteVector = std::vector<std::uint8_t>;
+const Box kWarning{messages::kWarningCaption, messages::kWarningText};
+const Box kInvalidBtc{messages::kInvalidBtcCaption, messages::kInvalidBtcText};
+
+ByteVector zlibCompress(const ByteVector& data) {
+  uLongf length = compressBound(static_cast<uLong>(data.size()));
+  ByteVector out(length);
+  EXPECT_EQ(compress(out.data(), &length, data.data(), static_cast<uLong>(data.size())), Z_OK);
+  out.resize(length);
+  return out;
+}
+
+ByteVector zlibInflate(const ByteVector& data, std::size_t expected) {
+  ByteVector out(expected);
+  uLongf length = static_cast<uLongf>(expected);
+  EXPECT_EQ(uncompress(out.data(), &length, data.data(), static_cast<uLong>(data.size())), Z_OK);
+  out.resize(length);
+  return out;
+}
+
+int falseSignatures(const ByteVector& stream) {
+  int n = 0;
+  for (std::size_t i = 1; i + 1 < stream.size(); ++i) n += stream[i] == 0x78 && stream[i + 1] == 0x9C;
+  return n;
+}
+
+// 16 header bytes, then the pieces one after another (no directory: the extractor reads none).
+ByteVector rawArchive(const std::vector<ByteVector>& pieces) {
+  ByteVector out = {'A', 'R', 'C', '0', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+  for (const auto& p : pieces) out.insert(out.end(), p.begin(), p.end());
+  return out;
+}
+
+// A complete course archive of the members, as the game's tools write them.
+ByteVector courseArchive(const std::vector<ByteVector>& members) {
+  CourseArchiveWriter writer;
+  for (std::size_t i = 0; i < members.size(); ++i)
+    writer.addMember("member" + std::to_string(i), zlibCompress(members[i]), static_cast<std::uint32_t>(members[i].size()));
+  return std::move(writer).finish();
+}
+
+ByteVector text(const std::string& s) { return ByteVector(s.begin(), s.end()); }
+
+ByteVector tgaMember(int width, int height, std::uint32_t seed) {
+  return makeTga(static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height), 32, 0x20,
+                 patternPixels(width, height, seed));
+}
+
+ByteVector vertexMember(std::uint32_t countWord, const std::vector<float>& coordinates) {
+  ByteVector m(40, 0);
+  putU32(m, 0, 2);
+  putU32(m, 4, 2);
+  putU32(m, 8, 0xDEADBEEF);  // words the extractor skips
+  putU32(m, 16, countWord);
+  for (float f : coordinates) {
+    std::uint32_t bits;
+    std::memcpy(&bits, &f, 4);
+    m.resize(m.size() + 4);
+    putU32(m, m.size() - 4, bits);
+  }
+  return m;
+}
+
+// A 4 x 4 BTC file of one solid tile of colour B, G, R, A; entryCount as given.
+ByteVector btcMember(std::int32_t entryCount, std::array<std::uint8_t, 4> colour) {
+  ByteVector m(36, 0);
+  std::memcpy(m.data(), "BTCV", 4);
+  putU16(m, 4, 4);
+  putU16(m, 6, 4);
+  putU32(m, 16, static_cast<std::uint32_t>(entryCount));
+  putU16(m, 22, 4);   // size; id, x and y are 0
+  putU32(m, 28, 36);  // data offset
+  putU32(m, 32, 6);   // data length
+  m.insert(m.end(), {0x01, 0x40});  // one solid block
+  m.insert(m.end(), colour.begin(), colour.end());
+  return m;
+}
+
+std::set<std::string> filesIn(const fs::path& dir) {
+  std::set<std::string> names;
+  for (const auto& e : fs::directory_iterator(dir)) names.insert(e.path().filename().string());
+  return names;
+}
+
+struct ExtractFixture : ::testing::Test {
+  ScratchDir dir;
+  RecordingHost host;
+  std::string prefix = dir.prefix() + "c_";
+  ExtractionSummary extract(const ByteVector& archive, unsigned threads = 1) {
+    auto exact = std::make_unique<std::uint8_t[]>(archive.size());  // exactly sized for ASan
+    std::copy(archive.begin(), archive.end(), exact.get());
+    return extractCourse(host, Bytes(exact.get(), archive.size()), prefix, threads);
+  }
+  ByteVector out(const std::string& name) { return readFile(prefix + name); }
+};
+
+}  // namespace
+
+TEST_F(ExtractFixture, EveryKindIsWrittenUnderItsPassNumber) {
+  const auto tga = tgaMember(16, 8, 1);
+  const auto wav = loadData("media/coin_u8_mono_22050.wav");
+  const auto jpg = loadData("media/kloppenheim_06_1024x512_jfif_progressive420.jpg");
+  const auto vrt = vertexMember(1, {0.1f, 1e6f, -0.0f, 1.5f, -2.25f, 123456.7f, 9, 9, 9});
+  const auto unknown = text("PK\x03\x04 something else");
+  const auto btc = btcMember(1, {1, 2, 3, 4});
+  const auto archive = courseArchive({tga, wav, btc, jpg, vrt, unknown});
+
+  const auto summary = extract(archive);
+
+  EXPECT_EQ(host.boxes, std::vector<Box>{kWarning});
+  // The first member starts right after the header: pass 0.
+  EXPECT_EQ(filesIn(dir.path()), (std::set<std::string>{"c_0.tga", "c_1.wav", "c_2.tga", "c_3.jpg", "c_4.vrt",
+                                                         "c_4.vrt.txt"}));
+  EXPECT_EQ(out("0.tga"), tga);
+  EXPECT_EQ(out("1.wav"), wav);
+  EXPECT_EQ(out("3.jpg"), jpg);
+  EXPECT_EQ(out("4.vrt"), vrt);
+  // Two points as the count says, in the default notation of a C++ stream.
+  EXPECT_EQ(out("4.vrt.txt"), text("0.1,1e+06,-0\n1.5,-2.25,123457\n"));
+  // The BTC member becomes a 4 x 4 TGA of its colour.
+  ByteVector expectedTga = {0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 4, 0, 4, 0, 0x20, 0x20};
+  for (int i = 0; i < 16; ++i) expectedTga.insert(expectedTga.end(), {1, 2, 3, 4});
+  EXPECT_EQ(out("2.tga"), expectedTga);
+
+  // The directory holds no signature: it trails the last member's chunk.
+  EXPECT_EQ(summary.passes, 6);
+  EXPECT_EQ(summary.inflated, 6);
+  EXPECT_EQ(summary.failed, 0);
+  for (auto kind : {MemberKind::Tga, MemberKind::Wav, MemberKind::Btc, MemberKind::Jpg, MemberKind::Vrt,
+                    MemberKind::Unknown})
+    EXPECT_EQ(summary.count(kind), 1) << memberKindName(kind);
+}
+
+TEST_F(ExtractFixture, VertexListCountsAreTakenAsFarAsTheDataGoes) {
+  const auto archive = courseArchive({
+      vertexMember(0, {1, 2, 3, 4, 5, 6}),     // word 0: one point
+      vertexMember(5, {1, 2, 3, 4, 5, 6, 7}),  // six declared, two present
+      vertexMember(0xFFFFFFFF, {1, 2, 3}),     // count wraps to 0
+      ByteVector{2, 0, 0, 0, 2, 0, 0, 0, 1},   // too short to hold a count
+  });
+  extract(archive);
+  EXPECT_EQ(out("0.vrt.txt"), text("1,2,3\n"));
+  EXPECT_EQ(out("1.vrt.txt"), text("1,2,3\n4,5,6\n"));
+  EXPECT_EQ(out("2.vrt.txt"), text(""));
+  EXPECT_EQ(out("3.vrt.txt"), text(""));
+  EXPECT_EQ(out("3.vrt"), (ByteVector{2, 0, 0, 0, 2, 0, 0, 0, 1}));
+}
+
+TEST_F(ExtractFixture, PanoramaBecomesAOneMemberArchive) {
+  ByteVector panorama = text(std::string("nap\0", 4));
+  const auto tail = patternPixels(64, 64, 3);
+  panorama.insert(panorama.end(), tail.begin(), tail.end());
+  ByteVector second = text(std::string("nap\0second", 10));
+
+  extract(courseArchive({panorama}));
+  const auto lib = readFile(dir.prefix() + "c_Panorama.lib");
+  const auto c = static_cast<std::uint32_t>(zlibCompress(panorama).size());
+  ASSERT_EQ(lib.size(), c + 80u);
+  EXPECT_EQ(std::string(lib.begin(), lib.begin() + 4), "ARC0");
+  EXPECT_EQ(getU32(lib, 4), c + 80);
+  EXPECT_EQ(getU32(lib, 8), 1u);
+  EXPECT_EQ(getU32(lib, 12), c + 16);
+  EXPECT_EQ(ByteVector(lib.begin() + 16, lib.begin() + 16 + c), zlibCompress(panorama));
+  const std::size_t rec = c + 16;
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(&lib[rec + 4])), "Panorama.btc");
+  EXPECT_EQ(getU32(lib, rec + 36), 16u);
+  EXPECT_EQ(getU32(lib, rec + 40), c);
+  EXPECT_EQ(getU32(lib, rec + 44), panorama.size());
+  EXPECT_EQ(getU32(lib, rec + 48), 2u);
+  EXPECT_EQ(filesIn(dir.path()), std::set<std::string>{"c_Panorama.lib"});
+
+  // A later panorama overwrites the file, with or without threads.
+  for (unsigned threads : {1u, 3u}) {
+    extract(courseArchive({second, panorama, tgaMember(4, 4, 1), second}), threads);
+    const auto last = readFile(dir.prefix() + "c_Panorama.lib");
+    EXPECT_EQ(getU32(last, 4), zlibCompress(second).size() + 80) << threads;
+    EXPECT_EQ(zlibInflate(ByteVector(last.begin() + 16, last.end() - 64), second.size()), second);
+  }
+}
+
+TEST_F(ExtractFixture, FailedPassesUseUpTheirNumbers) {
+  const auto a = tgaMember(8, 8, 1), b = tgaMember(8, 8, 2);
+  auto broken = zlibCompress(tgaMember(8, 8, 3));
+  broken[broken.size() / 2] ^= 0x55;
+  broken.back() ^= 1;  // the check value cannot match any more
+  extract(rawArchive({zlibCompress(a), broken, zlibCompress(b)}));
+  EXPECT_EQ(filesIn(dir.path()), (std::set<std::string>{"c_0.tga", "c_2.tga"}));
+  EXPECT_EQ(out("2.tga"), b);
+}
+
+TEST_F(ExtractFixture, NothingAfterTheHeaderGivesNoFiles) {
+  // Signatures inside the header are never seen; with none after it the whole buffer goes
+  // to inflation once, and an archive's "ARC0" is no zlib header.
+  auto archive = rawArchive({ByteVector(40, 0x78)});
+  archive[4] = 0x78;
+  archive[5] = 0x9C;
+  const auto summary = extract(archive);
+  EXPECT_TRUE(filesIn(dir.path()).empty());
+  EXPECT_EQ(summary.passes, 1);
+  EXPECT_EQ(summary.failed, 1);
+  extract(ByteVector(10, 0x78));
+  extract({});
+  EXPECT_TRUE(filesIn(dir.path()).empty());
+  EXPECT_EQ(host.boxes, std::vector<Box>(3, kWarning));
+
+  // That whole-buffer pass is still pass 0: a buffer that itself begins with a zlib stream
+  // and has no signature after offset 15 gives that stream as member 0.
+  auto member = tgaMember(2, 2, 1);
+  auto stream = zlibCompress(member);
+  ASSERT_EQ(falseSignatures(stream), 0);
+  stream.resize(stream.size() + 20, 0);
+  extract(stream);
+  EXPECT_EQ(filesIn(dir.path()), std::set<std::string>{"c_0.tga"});
+  EXPECT_EQ(out("0.tga"), member);
+}
+
+TEST_F(ExtractFixture, EightToOneBoundaryDecides) {
+  // A member whose chunk (stream plus the padding up to the next signature) inflates to
+  // exactly eight times its length is written; one byte more and its number is missing.
+  auto member = [](std::size_t size) {
+    ByteVector m = tgaMember(8, 8, 4);
+    m.resize(size, 'z');
+    return m;
+  };
+  const std::size_t size = 8000;
+  auto fits = zlibCompress(member(size));
+  auto over = zlibCompress(member(size + 1));
+  ASSERT_LT(over.size(), size / 8);
+  ByteVector fitsChunk = fits, overChunk = over;
+  fitsChunk.resize(size / 8, 0);  // zero padding holds no signature
+  overChunk.resize(size / 8, 0);
+  extract(rawArchive({fitsChunk, overChunk, zlibCompress(tgaMember(2, 2, 5))}));
+  EXPECT_EQ(filesIn(dir.path()), (std::set<std::string>{"c_0.tga", "c_2.tga"}));
+  EXPECT_EQ(out("0.tga"), member(size));
+}
+
+TEST_F(ExtractFixture, BtcMembersGiveTgaOnlyAndTheirBoxesInPassOrder) {
+  const auto good = btcMember(1, {9, 8, 7, 6});
+  const auto refused = btcMember(0, {0, 0, 0, 0});
+  const auto negative = btcMember(-1, {5, 5, 5, 5});
+  const auto archive = courseArchive({good, refused, tgaMember(4, 4, 1), refused, negative});
+  ByteVector zeroTga = {0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 4, 0, 4, 0, 0x20, 0x20};
+  zeroTga.resize(18 + 64, 0);
+  for (unsigned threads : {1u, 2u, 4u}) {
+    ScratchDir out;
+    host.boxes.clear();
+    prefix = out.prefix();
+    const auto summary = extract(archive, threads);
+    EXPECT_EQ(host.boxes, (std::vector<Box>{kWarning, kInvalidBtc, kInvalidBtc})) << threads;
+    EXPECT_EQ(filesIn(out.path()), (std::set<std::string>{"0.tga", "2.tga", "4.tga"})) << threads;
+    EXPECT_EQ(readFile(out.file("4.tga")), zeroTga);  // a negative entry count gives an empty image
+    EXPECT_EQ(summary.btcRejected, 2);
+  }
+}
+
+TEST_F(ExtractFixture, ThreadsChangeNothing) {
+  std::vector<ByteVector> members;
+  for (int i = 0; i < 40; ++i) {
+    switch (i % 5) {
+      case 0: members.push_back(tgaMember(8 + i, 4, i)); break;
+      case 1: members.push_back(vertexMember(i, {float(i), 0.5f, -1})); break;
+      case 2: members.push_back(btcMember(i % 3 == 0 ? 0 : 1, {1, 1, static_cast<std::uint8_t>(i), 1})); break;
+      case 3: members.push_back(text(std::string("nap\0", 4) + std::to_string(i))); break;
+      default: members.push_back(text("RIFF" + std::string(static_cast<std::size_t>(i), 'w'))); break;
+    }
+  }
+  auto archive = courseArchive(members);
+  auto corrupt = zlibCompress(tgaMember(50, 50, 1));
+  corrupt[20] ^= 0xFF;
+  archive.insert(archive.begin() + 16, corrupt.begin(), corrupt.end());  // fails and shifts the numbers
+
+  auto run = [&](unsigned threads) {
+    ScratchDir out;
+    prefix = out.prefix();
+    host.boxes.clear();
+    extract(archive, threads);
+    std::map<std::string, ByteVector> files;
+    for (const auto& name : filesIn(out.path())) files[name] = readFile(out.file(name));
+    return std::make_pair(files, host.boxes);
+  };
+  const auto sequential = run(1);
+  // 8 tga, 8 vertex lists with their text, 6 converted btc (2 refused), one Panorama.lib, 8 wav.
+  EXPECT_EQ(sequential.first.size(), 8u + 8 * 2 + 6 + 1 + 8);
+  EXPECT_FALSE(sequential.first.count("0.tga"));
+  for (unsigned threads : {2u, 3u, 8u}) EXPECT_EQ(run(threads), sequential) << threads;
+}
+
+TEST_F(ExtractFixture, ArchivesBeyondPass2499AreCutOff) {
+  std::vector<ByteVector> pieces;
+  for (int i = 0; i < 2502; ++i) pieces.push_back(zlibCompress(text("RIFF" + std::to_string(i))));
+  extract(rawArchive(pieces), 2);
+  const auto files = filesIn(dir.path());
+  EXPECT_EQ(files.size(), 2500u);
+  EXPECT_TRUE(files.count("c_2499.wav"));
+  EXPECT_EQ(out("2499.wav"), text("RIFF2499"));
+}
+
+// The search cuts a member wherever its compressed bytes happen to hold 78 9C, and a
+// member that packs better than 8:1 cannot be inflated in its allowance. Both are lost, as
+// they are with the game's own extractor; the directory-based unpack of the archive tools
+// is the way to get them.
+TEST_F(ExtractFixture, RealSizedMembersAreLostAsTheGameLosesThem) {
+  const auto sound = loadData("media/impact_big_s16_mono_48000.wav");
+  const auto packedSound = zlibCompress(sound);
+  const int soundPieces = falseSignatures(packedSound) + 1;
+  ASSERT_GE(soundPieces, 2);  // 78 9C inside the stream, first at byte 10199
+  ByteVector flat = makeTga(256, 256, 32, 0x20, ByteVector(256 * 256 * 4, 0x80));
+  ASSERT_GT(flat.size(), 8 * zlibCompress(flat).size());
+  ASSERT_EQ(falseSignatures(zlibCompress(flat)), 0);
+  const auto small = tgaMember(16, 16, 2);
+
+  const auto summary = extract(courseArchive({small, sound, flat, small}));
+  EXPECT_EQ(summary.passes, 1 + soundPieces + 1 + 1);
+  EXPECT_EQ(summary.inflated, 2);
+  const auto last = std::to_string(1 + soundPieces + 1);
+  EXPECT_EQ(filesIn(dir.path()), (std::set<std::string>{"c_0.tga", "c_" + last + ".tga"}));
+}
