@@ -8,6 +8,7 @@
 #include "course/archive_folder.h"
 #include "course/archive_members.h"
 #include "course/archive_pack.h"
+#include "course/extract_course.h"
 #include "course/listing_text.h"
 #include "formats/zlib_member.h"
 #include "support/test_support.h"
@@ -23,6 +24,7 @@ using Bytes8 = std::vector<std::uint8_t>;
 struct NamedFile {
   std::string name;
   Bytes8 data;
+  std::int64_t recordedSize = -1;  // for rawArchive: the size its record claims (-1: the true one)
 };
 
 // Real images, sounds and textures under names that fit the 31-byte field.
@@ -53,12 +55,7 @@ Bytes8 packAll(const std::vector<NamedFile>& files) {
 }
 
 // An archive with whatever names and sizes a test wants, bypassing the packer's checks.
-struct RawMember {
-  std::string name;
-  Bytes8 data;
-  std::int64_t recordedSize = -1;  // -1: the true size
-};
-Bytes8 rawArchive(const std::vector<RawMember>& members) {
+Bytes8 rawArchive(const std::vector<NamedFile>& members) {
   CourseArchiveWriter writer;
   for (const auto& m : members)
     writer.addMember(m.name, compressMember(m.data),
@@ -79,29 +76,22 @@ std::vector<std::string> filesIn(const fs::path& folder) {
 
 }  // namespace
 
-TEST(ArchiveUnpack, RealMembersTheSignatureSearchWouldCutComeBackWholeByName) {
+TEST(ArchiveUnpack, RealMembersTheExtractorLosesComeBackWholeByName) {
   const auto members = realMembers();
   const auto archive = packAll(members);
 
-  // What makes the signature search lose these files: compressed streams that hold the
-  // bytes 78 9C after their own start, where the search takes the next member to begin.
-  const auto directory = openCourseArchive(archive);
-  int cut = 0;
-  for (const auto& r : directory.records) {
-    const Bytes stream = memberData(archive, r);
-    for (std::size_t i = 2; i + 1 < stream.size(); ++i)
-      if (stream[i] == 0x78 && stream[i + 1] == 0x9C) {
-        ++cut;
-        break;
-      }
-  }
-  EXPECT_GE(cut, 6) << "the real data no longer shows false signatures";
-
+  // The signature search cuts every member whose compressed bytes hold 78 9C by chance.
   ScratchDir dir;
   RecordingHost host;
+  (void)extractCourse(host, archive, dir.prefix() + "x", 1);
+  std::size_t extracted = 0;
+  for (const auto& m : members)
+    for (const auto& e : fs::directory_iterator(dir.path()))
+      if (readFile(e.path()) == m.data) ++extracted;
+  EXPECT_LE(extracted, members.size() / 2) << "the extractor no longer loses these members";
+
   const auto report = unpackArchive(host, archive, dir.file("out"), false);
   EXPECT_EQ(report.written, members.size());
-  EXPECT_EQ(report.failed + report.refused, 0u);
   for (const auto& m : members) EXPECT_EQ(readFile(dir.path() / "out" / m.name), m.data) << m.name;
   EXPECT_EQ(filesIn(dir.path() / "out").size(), members.size());
 }
@@ -111,8 +101,8 @@ TEST(ArchiveList, ListsEveryRecordWithTheKindOfItsContent) {
   Bytes8 vertexList(64, 0);
   vertexList[0] = vertexList[4] = 2;
   members.push_back({"points.vrt", vertexList});
-  members.push_back({"notes.bin", text("plain text")});
-  const auto archive = packAll(members);
+  members.push_back({"a\"b\\c\x01\xE9", text("plain text")});  // a name to escape
+  const auto archive = rawArchive(members);
   const auto listing = listArchive(archive, openCourseArchive(archive));
   ASSERT_EQ(listing.size(), members.size());
   const char* kinds[] = {"wav", "wav", "wav", "jpg", "jpg", "jpg", "unknown" /* colour-mapped TGA */,
@@ -122,24 +112,16 @@ TEST(ArchiveList, ListsEveryRecordWithTheKindOfItsContent) {
     EXPECT_EQ(listing[i].record.name, members[i].name);
     EXPECT_STREQ(memberKindName(listing[i].kind), kinds[i]) << members[i].name;
     EXPECT_EQ(listing[i].record.dataOffset, offset);
-    EXPECT_EQ(listing[i].record.uncompressedSize, members[i].data.size());
     offset += listing[i].record.compressedSize;
   }
 
   const std::string table = listingTable(listing);
   EXPECT_NE(table.find("    6  atlas.tga        "), std::string::npos) << table;
   EXPECT_NE(table.find("total: 14 members, " + std::to_string(offset - 16) + " bytes compressed"), std::string::npos);
-  // Every column ends at the same place on every line: the offsets right-aligned under "offset".
-  const auto headingEnd = table.find("offset") + 6;
-  const auto secondLine = table.find('\n') + 1;
-  EXPECT_EQ(table.substr(secondLine + headingEnd - 2, 2), "16");
-}
-
-TEST(ArchiveList, HostileNamesStayInsideTheirQuotesAndColumns) {
-  const auto archive = rawArchive({{"a\"b\\c\x01\xE9", text("x")}});
-  const auto listing = listArchive(archive, openCourseArchive(archive));
-  EXPECT_NE(listingJson(listing).find(R"("name": "a\"b\\c\u0001\u00E9")"), std::string::npos) << listingJson(listing);
-  EXPECT_NE(listingTable(listing).find(R"(a"b\x5Cc\x01\xE9)"), std::string::npos) << listingTable(listing);
+  const auto headingEnd = table.find("offset") + 6;  // offsets right-aligned under their heading
+  EXPECT_EQ(table.substr(table.find('\n') + 1 + headingEnd - 2, 2), "16");
+  EXPECT_NE(table.find(R"(a"b\x5Cc\x01\xE9)"), std::string::npos);
+  EXPECT_NE(listingJson(listing).find(R"("name": "a\"b\\c\u0001\u00E9", "offset": )"), std::string::npos);
   EXPECT_EQ(listingJson({}), "[]\n");
 }
 
@@ -182,32 +164,25 @@ TEST(ArchiveUnpack, HostileNamesAreRefusedAndNothingIsWrittenOutsideTheFolder) {
 }
 
 TEST(ArchiveUnpack, MembersThatDoNotInflateToTheirSizeFailAloneAndTheRestAreWritten) {
-  auto broken = compressMember(text("this stream is cut"));
-  broken.resize(broken.size() - 3);
+  auto cut = compressMember(text("this stream is cut"));
+  cut.resize(cut.size() - 3);
   CourseArchiveWriter writer;
   writer.addMember("short.bin", compressMember(text("twelve bytes")), 13);
   writer.addMember("long.bin", compressMember(text("twelve bytes")), 11);
-  writer.addMember("cut.bin", broken, 18);
+  writer.addMember("cut.bin", cut, 18);
   writer.addMember("bomb.bin", compressMember(text("x")), 0xFFFFFFF0u);  // refused before any allocation
   writer.addMember("empty.bin", compressMember({}), 0);
   writer.addMember("good.bin", compressMember(text("twelve bytes")), 12);
-  const auto archive = std::move(writer).finish();
-
-  const ArchiveUnpacker unpacker(archive, false);
-  const char* expected[] = {"inflates to 12 bytes, not the recorded 13", "inflates to more than its recorded 11 bytes",
-                            "is not a complete zlib stream", "more than zlib can produce"};
-  for (std::size_t i = 0; i < 4; ++i) {
-    const auto m = unpacker.member(i);
-    EXPECT_EQ(m.status, UnpackedMember::Status::Failed);
-    EXPECT_NE(m.problem.find(expected[i]), std::string::npos) << m.problem;
-  }
-
   ScratchDir dir;
-  writeFile(dir.file("a.arc"), archive);
+  writeFile(dir.file("a.arc"), std::move(writer).finish());
+
   const auto run = runCli({"unpack", dir.file("a.arc"), dir.file("out")});
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.out, "members: 2 written, 0 converted, 0 refused, 4 failed\n");
-  EXPECT_NE(run.err.find("member 2 'cut.bin' failed: is not a complete zlib stream"), std::string::npos) << run.err;
+  for (const char* problem : {"'short.bin' failed: inflates to 12 bytes, not the recorded 13",
+                              "'long.bin' failed: inflates to more than its recorded 11 bytes",
+                              "'cut.bin' failed: is not a complete zlib stream", "more than zlib can produce"})
+    EXPECT_NE(run.err.find(problem), std::string::npos) << run.err;
   EXPECT_EQ(filesIn(dir.path() / "out"), (std::vector<std::string>{"empty.bin", "good.bin"}));
   EXPECT_EQ(readFile(dir.path() / "out" / "good.bin"), text("twelve bytes"));
 }
@@ -220,103 +195,52 @@ TEST(ArchiveUnpack, EveryTruncatedPrefixIsRejectedBeforeAnythingIsWritten) {
     EXPECT_THROW(ArchiveUnpacker(prefix, true), Error) << "prefix of " << n << " bytes";
   }
   ScratchDir dir;
-  for (std::size_t n : {std::size_t{0}, std::size_t{15}, std::size_t{16}, archive.size() / 2, archive.size() - 1}) {
-    writeFile(dir.file("cut.arc"), Bytes8(archive.begin(), archive.begin() + static_cast<std::ptrdiff_t>(n)));
-    for (const char* command : {"list", "unpack"}) {
-      const auto run = command == std::string("list") ? runCli({command, dir.file("cut.arc")})
-                                                      : runCli({command, dir.file("cut.arc"), dir.file("out")});
-      EXPECT_EQ(run.status, 2) << command << " of " << n << " bytes";
-      EXPECT_NE(run.err.find("vellmark: error: course archive"), std::string::npos) << run.err;
-    }
-  }
+  writeFile(dir.file("cut.arc"), Bytes8(archive.begin(), archive.end() - 1));
+  const auto run = runCli({"unpack", dir.file("cut.arc"), dir.file("out")});
+  EXPECT_EQ(run.status, 2);
+  EXPECT_NE(run.err.find("vellmark: error: course archive directory"), std::string::npos) << run.err;
   EXPECT_FALSE(fs::exists(dir.path() / "out"));
 }
 
 TEST(ArchiveUnpack, RecordsPointingOutsideTheFileAreRejected) {
   const auto good = packAll(realMembers());
-  const std::size_t directory = getU32(good, 12);
-  const std::size_t last = directory + 11 * kArchiveRecordSize;
+  const std::size_t last = getU32(good, 12) + 11 * kArchiveRecordSize;
   const std::pair<std::size_t, std::uint32_t> faults[] = {
       {last + 36, static_cast<std::uint32_t>(good.size())},  // data begins past the end
-      {last + 40, static_cast<std::uint32_t>(good.size())},  // data runs past the end
+      {last + 40, 0x7FFFFFFF},                               // data runs past the end
       {last + 36, 0xFFFFFFF0u},                              // offset + size wraps around
-      {8, 13},                                               // a record beyond the file
-      {12, 0xFFFFFFC0u},                                     // directory offset wraps around
   };
+  ScratchDir dir;
   for (auto [at, value] : faults) {
     auto bad = good;
     putU32(bad, at, value);
-    try {
-      ArchiveUnpacker unpacker(bad, false);
-      ADD_FAILURE() << "field at " << at << " = " << value << " was accepted";
-    } catch (const Error& e) {
-      EXPECT_EQ(e.kind(), ErrorKind::Corrupt);
-    }
+    writeFile(dir.file("bad.arc"), bad);
+    const auto run = runCli({"list", dir.file("bad.arc")});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find("record 11 ('sky.prv') points at"), std::string::npos) << run.err;
   }
-  ScratchDir dir;
-  auto bad = good;
-  putU32(bad, last + 40, 0x7FFFFFFF);
-  writeFile(dir.file("bad.arc"), bad);
-  const auto run = runCli({"list", dir.file("bad.arc")});
-  EXPECT_EQ(run.status, 2);
-  EXPECT_NE(run.err.find("record 11 ('sky.prv') points at 2147483647 bytes"), std::string::npos) << run.err;
-
   writeFile(dir.file("text.arc"), text("# not an archive at all\n"));
   const auto notArchive = runCli({"list", dir.file("text.arc"), "--json"});
   EXPECT_EQ(notArchive.status, 2);
   EXPECT_NE(notArchive.err.find("not a course archive"), std::string::npos) << notArchive.err;
 }
 
-TEST(ArchiveUnpack, ConvertWritesVertexCoordinatesBesideTheMember) {
-  Bytes8 vrt(40 + 24, 0);
-  putU32(vrt, 0, 2);
-  putU32(vrt, 4, 2);
-  putU32(vrt, 16, 1);  // two points
-  const float coords[] = {1.5f, -2.0f, 1e6f, 0.1f, 0.0f, 3.25f};
-  std::memcpy(&vrt[40], coords, sizeof coords);
-  const auto archive = rawArchive({{"hole1.vrt", vrt}, {"hole2.vrt", vrt}, {"hole2.vrt.txt", text("mine")}});
-  ScratchDir dir;
-  RecordingHost host;
-  const auto report = unpackArchive(host, archive, dir.file("out"), true);
-  EXPECT_EQ(report.written, 3u);
-  EXPECT_EQ(report.converted, 1u);
-  const auto txt = readFile(dir.path() / "out" / "hole1.vrt.txt");
-  EXPECT_EQ(std::string(txt.begin(), txt.end()), "1.5,-2,1e+06\n0.1,0,3.25\n");
-  EXPECT_EQ(readFile(dir.path() / "out" / "hole2.vrt.txt"), text("mine"));  // the member wins
-  ASSERT_EQ(report.problems.size(), 1u);
-  EXPECT_NE(report.problems[0].find("would overwrite the member"), std::string::npos);
-  // Without conversion only the members are written.
-  EXPECT_EQ(unpackArchive(host, archive, dir.file("plain"), false).converted, 0u);
-  EXPECT_FALSE(fs::exists(dir.path() / "plain" / "hole1.vrt.txt"));
-}
-
-TEST(ArchivePack, WritesZlibStreamsAndRecordsInTheGameLayout) {
-  const auto members = realMembers();
-  const auto archive = packAll({members[0], members[11]});
-  std::size_t offset = 16;
-  for (int i = 0; i < 2; ++i) {
-    const auto& data = members[i == 0 ? 0 : 11].data;
-    Bytes8 expected(compressBound(static_cast<uLong>(data.size())));
-    uLongf length = static_cast<uLongf>(expected.size());
-    ASSERT_EQ(compress(expected.data(), &length, data.data(), static_cast<uLong>(data.size())), Z_OK);
-    expected.resize(length);
-    ASSERT_LE(offset + length, archive.size());
-    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), archive.begin() + static_cast<std::ptrdiff_t>(offset)));
-    const std::size_t record = getU32(archive, 12) + static_cast<std::size_t>(i) * 64;
-    EXPECT_EQ(getU32(archive, record), 0u);
-    const std::string name = i == 0 ? "coin.wav" : "sky.prv";
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&archive[record + 4])), name);
-    for (std::size_t b = record + 4 + name.size(); b < record + 36; ++b) EXPECT_EQ(archive[b], 0);
-    EXPECT_EQ(getU32(archive, record + 36), offset);
-    EXPECT_EQ(getU32(archive, record + 40), length);
-    EXPECT_EQ(getU32(archive, record + 44), data.size());
-    EXPECT_EQ(getU32(archive, record + 48), 2u);
-    for (std::size_t b = record + 52; b < record + 64; ++b) EXPECT_EQ(archive[b], 0);
-    offset += length;
-  }
-  EXPECT_EQ(getU32(archive, 12), offset);
-  EXPECT_EQ(getU32(archive, 4), archive.size());
-  EXPECT_EQ(archive.size(), offset + 128);
+TEST(ArchivePack, WritesZlibDefaultStreamsAndZeroPaddedRecords) {
+  const auto preview = loadData("sky/sky_preview_512x35_top.tga.gz");
+  const auto archive = packAll({{"sky.prv", preview}});
+  Bytes8 expected(compressBound(static_cast<uLong>(preview.size())));
+  uLongf length = static_cast<uLongf>(expected.size());
+  ASSERT_EQ(compress(expected.data(), &length, preview.data(), static_cast<uLong>(preview.size())), Z_OK);
+  expected.resize(length);
+  ASSERT_EQ(archive.size(), 16 + length + 64);
+  EXPECT_EQ(Bytes8(archive.begin() + 16, archive.begin() + 16 + length), expected);
+  Bytes8 record(64, 0);
+  std::memcpy(&record[4], "sky.prv", 7);
+  putU32(record, 36, 16);
+  putU32(record, 40, static_cast<std::uint32_t>(length));
+  putU32(record, 44, static_cast<std::uint32_t>(preview.size()));
+  putU32(record, 48, 2);
+  EXPECT_EQ(Bytes8(archive.end() - 64, archive.end()), record);
 
   ArchivePacker packer;
   EXPECT_THROW(packer.add(std::string(32, 'n'), {}), Error);
@@ -331,20 +255,18 @@ TEST(ArchivePack, FolderRoundTripsThroughTheProgramInSortedOrOrderFileOrder) {
   fs::create_directories(dir.path() / "in" / "subfolder");
   for (const auto& m : members) writeFile(dir.path() / "in" / m.name, m.data);
   writeFile(dir.path() / "in" / "empty", {});
-
-  auto run = runCli({"pack", dir.file("in"), dir.file("sorted.arc")});
-  ASSERT_EQ(run.status, 0) << run.err;
-  EXPECT_NE(run.err.find("skipped 'subfolder'"), std::string::npos);
-  const auto sorted = readFile(dir.file("sorted.arc"));
   auto names = [](const Bytes8& archive) {
     std::vector<std::string> out;
     for (const auto& r : openCourseArchive(archive).records) out.push_back(r.name);
     return out;
   };
-  auto expectedSorted = std::vector<std::string>{"empty"};
-  for (const auto& m : members) expectedSorted.push_back(m.name);
-  std::sort(expectedSorted.begin(), expectedSorted.end());
-  EXPECT_EQ(names(sorted), expectedSorted);
+
+  auto run = runCli({"pack", dir.file("in"), dir.file("sorted.arc")});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.err.find("skipped 'subfolder'"), std::string::npos);
+  const auto sorted = names(readFile(dir.file("sorted.arc")));
+  EXPECT_EQ(sorted.size(), members.size() + 1);
+  EXPECT_TRUE(std::is_sorted(sorted.begin(), sorted.end()));
 
   run = runCli({"unpack", dir.file("sorted.arc"), dir.file("out")});
   ASSERT_EQ(run.status, 0) << run.err;
@@ -357,9 +279,6 @@ TEST(ArchivePack, FolderRoundTripsThroughTheProgramInSortedOrOrderFileOrder) {
   run = runCli({"pack", dir.file("in"), dir.file("ordered.arc"), "--order", dir.file("order.txt")});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(names(readFile(dir.file("ordered.arc"))), (std::vector<std::string>{"sky.prv", "coin.wav", "atlas.tga"}));
-  // Repacking the unpacked folder in the archive's order gives the archive back.
-  run = runCli({"pack", dir.file("out"), dir.file("again.arc")});
-  EXPECT_EQ(readFile(dir.file("again.arc")), sorted);
 
   // An order file cannot reach outside the folder, nor name a member twice.
   writeFile(dir.path() / "secret", text("outside"));
@@ -394,7 +313,7 @@ TEST(ArchivePack, ReproducesASkyFileByteForByteFromItsUnpackedMembers) {
   EXPECT_EQ(readFile(dir.file("sorted.sky")).size(), sky.size());
 }
 
-TEST(ArchiveUnpack, ConvertWritesBtcTexturesThroughBtc2Tga) {
+TEST(ArchiveUnpack, ConvertWritesBtcTexturesThroughBtc2TgaAndVertexCoordinates) {
   // An 8 x 8 "BTCV" file: one 8 x 8 tile whose stream is one solid run of four blocks.
   Bytes8 btc(36, 0);
   std::memcpy(btc.data(), "BTCV", 4);
@@ -408,13 +327,20 @@ TEST(ArchiveUnpack, ConvertWritesBtcTexturesThroughBtc2Tga) {
   for (int block = 0; block < 4; ++block) btc.insert(btc.end(), {0x10, 0x20, 0x30, 0xFF});
   Bytes8 rejected = btc;
   putU32(rejected, 16, 0);  // no tiles: BTC2TGA refuses it
+  Bytes8 vrt(40 + 24, 0);
+  putU32(vrt, 0, 2);
+  putU32(vrt, 4, 2);
+  putU32(vrt, 16, 1);  // two points
+  const float coords[] = {1.5f, -2.0f, 1e6f, 0.1f, 0.0f, 3.25f};
+  std::memcpy(&vrt[40], coords, sizeof coords);
 
-  const auto archive = rawArchive({{"grass.btc", btc}, {"bad.btc", rejected}});
+  const auto archive = rawArchive({{"grass.btc", btc}, {"bad.btc", rejected}, {"hole1.vrt", vrt},
+                                   {"hole2.vrt", vrt}, {"hole2.vrt.txt", text("mine")}});
   ScratchDir dir;
   RecordingHost host;
   const auto report = unpackArchive(host, archive, dir.file("out"), true);
-  EXPECT_EQ(report.written, 2u);
-  EXPECT_EQ(report.converted, 1u);
+  EXPECT_EQ(report.written, 5u);
+  EXPECT_EQ(report.converted, 2u);
   EXPECT_EQ(readFile(dir.path() / "out" / "grass.btc"), btc);  // the member itself as well
   const auto tga = readFile(dir.path() / "out" / "grass.btc.tga");
   ASSERT_EQ(tga.size(), 18u + 8 * 8 * 4);
@@ -422,7 +348,10 @@ TEST(ArchiveUnpack, ConvertWritesBtcTexturesThroughBtc2Tga) {
   for (std::size_t p = 18; p < tga.size(); p += 4)
     ASSERT_EQ(Bytes8(tga.begin() + p, tga.begin() + p + 4), (Bytes8{0x10, 0x20, 0x30, 0xFF})) << p;
   EXPECT_FALSE(fs::exists(dir.path() / "out" / "bad.btc.tga"));
-  ASSERT_EQ(host.boxes.size(), 1u);
-  ASSERT_EQ(report.problems.size(), 1u);
+  EXPECT_EQ(host.boxes.size(), 1u);
+  EXPECT_EQ(readFile(dir.path() / "out" / "hole1.vrt.txt"), text("1.5,-2,1e+06\n0.1,0,3.25\n"));
+  EXPECT_EQ(readFile(dir.path() / "out" / "hole2.vrt.txt"), text("mine"));  // the member wins
+  ASSERT_EQ(report.problems.size(), 2u);
   EXPECT_NE(report.problems[0].find("member 1 'bad.btc' not converted"), std::string::npos) << report.problems[0];
+  EXPECT_NE(report.problems[1].find("would overwrite the member"), std::string::npos) << report.problems[1];
 }
