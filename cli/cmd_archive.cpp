@@ -35,9 +35,11 @@ Parsed parse(const std::vector<std::string>& args, const std::string& flag, bool
       p.positional.push_back(args[i]);
     }
   }
-  if (p.positional.size() != positional)
-    fail(ErrorKind::Argument, "expected " + std::to_string(positional) + " file or folder arguments, got " +
-                                  std::to_string(p.positional.size()));
+  if (p.positional.size() != positional) {
+    std::string message = "expected " + std::to_string(positional);
+    message += " file or folder arguments, got " + std::to_string(p.positional.size());
+    fail(ErrorKind::Argument, message);
+  }
   return p;
 }
 
