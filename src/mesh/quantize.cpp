@@ -257,7 +257,7 @@ class NearestEntry {
     }
     axis_ = static_cast<int>(std::max_element(span, span + 3) - span);
     for (int i = 1; i < 256; ++i)
-      entries_[i - 1] = {palette[3 * i + axis_], palette[3 * i + (axis_ + 1) % 3], palette[3 * i + (axis_ + 2) % 3], i};
+      entries_[i - 1] = {{palette[3 * i + axis_], palette[3 * i + (axis_ + 1) % 3], palette[3 * i + (axis_ + 2) % 3]}, i};
     std::sort(std::begin(entries_), std::end(entries_),
               [](const Entry& x, const Entry& y) { return x.c[0] != y.c[0] ? x.c[0] < y.c[0] : x.index < y.index; });
   }
