@@ -4,6 +4,7 @@
 #include <d3d9.h>
 #include <d3dx9mesh.h>
 
+#include <cstdio>
 #include <cstring>
 
 #include "d3dutil/result_text.h"
