@@ -29,9 +29,12 @@ bool equalsNoCase(std::string_view a, std::string_view b) {
 
 bool holdsData(XRole role) { return role != XRole::Ignored && role != XRole::Frame; }
 
+// Double to float, rounding to nearest; beyond FLT_MAX plus half a unit the result is
+// infinite, said outright so that no conversion is asked to leave float's range.
 float narrow(double d) {
-  if (d > FLT_MAX) return std::numeric_limits<float>::infinity();
-  if (d < -FLT_MAX) return -std::numeric_limits<float>::infinity();
+  constexpr double kOverflow = 0x1.ffffffp127;
+  if (d >= kOverflow) return std::numeric_limits<float>::infinity();
+  if (d <= -kOverflow) return -std::numeric_limits<float>::infinity();
   return static_cast<float>(d);
 }
 
@@ -41,8 +44,8 @@ float textNumber(std::string_view text) {
   const bool negative = !text.empty() && text[0] == '-';
   if (!text.empty() && (text[0] == '+' || text[0] == '-')) text.remove_prefix(1);
   if (const auto mark = text.find('#'); mark != std::string_view::npos) {
-    const bool infinite = mark + 1 < text.size() && lower(text[mark + 1]) == 'i' && mark + 2 < text.size() &&
-                          lower(text[mark + 2]) == 'n';
+    const bool infinite = mark + 3 < text.size() && lower(text[mark + 1]) == 'i' && lower(text[mark + 2]) == 'n' &&
+                          lower(text[mark + 3]) == 'f';
     const float v = infinite ? std::numeric_limits<float>::infinity() : std::numeric_limits<float>::quiet_NaN();
     return negative ? -v : v;
   }
