@@ -42,11 +42,13 @@ TokenKind simpleToken(std::uint16_t id) {
 
 }  // namespace
 
-Token BinaryLexer::next() {
-  Token t;
+void BinaryLexer::next(Token& t) {
   t.offset = pos_;
   const std::size_t left = data_.size() - pos_;
-  if (left == 0) return t;
+  if (left == 0) {
+    t.kind = TokenKind::End;
+    return;
+  }
   if (left < 2) parseError("binary .x body ends inside a token number at offset " + std::to_string(pos_));
   const std::uint16_t id = loadU16(&data_[pos_]);
   pos_ += 2;
@@ -65,20 +67,20 @@ Token BinaryLexer::next() {
       t.kind = id == 1 ? TokenKind::Name : TokenKind::String;
       t.text = std::string_view(reinterpret_cast<const char*>(&data_[pos_]), length);
       pos_ += length;
-      return t;
+      return;
     }
     case 3:
       need(4, "integer");
       t.kind = TokenKind::Integer;
       t.integer = loadU32(&data_[pos_]);
       pos_ += 4;
-      return t;
+      return;
     case 5:
       need(16, "GUID");
       t.kind = TokenKind::Guid;
       t.text = std::string_view(reinterpret_cast<const char*>(&data_[pos_]), 16);
       pos_ += 16;
-      return t;
+      return;
     case 6:
     case 7: {
       const char* what = id == 6 ? "integer list" : "float list";
@@ -90,13 +92,13 @@ Token BinaryLexer::next() {
       t.integer = count;
       t.list = &data_[pos_];
       pos_ += static_cast<std::size_t>(count) * (id == 6 ? 4u : floatBytes_);
-      return t;
+      return;
     }
     default:
       t.kind = simpleToken(id);
       if (t.kind == TokenKind::End)
         parseError("unknown binary .x token " + std::to_string(id) + " at offset " + std::to_string(t.offset));
-      return t;
+      return;
   }
 }
 

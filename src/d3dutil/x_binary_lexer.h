@@ -15,7 +15,7 @@ class BinaryLexer {
   BinaryLexer(std::span<const std::uint8_t> body, std::uint32_t floatBytes) : data_(body), floatBytes_(floatBytes) {}
   // The next token, End at the end of the body. Throws XFileError(kParseError) on an unknown
   // token number or a length or count that runs past the end of the body.
-  Token next();
+  void next(Token& t);
   std::size_t position() const { return pos_; }
   std::uint32_t floatBytes() const { return floatBytes_; }
 

@@ -9,19 +9,7 @@ namespace vellmark::d3d {
 
 namespace {
 
-enum CharClass : std::uint8_t { kOther = 0, kSpace = 1, kWord = 2, kPunct = 4 };
-
-constexpr std::array<std::uint8_t, 256> makeClasses() {
-  std::array<std::uint8_t, 256> t{};
-  for (char c : {' ', '\t', '\r', '\n', '\0', '\v', '\f'}) t[static_cast<std::uint8_t>(c)] = kSpace;
-  for (int c = '0'; c <= '9'; ++c) t[c] = kWord;
-  for (int c = 'a'; c <= 'z'; ++c) t[c] = kWord;
-  for (int c = 'A'; c <= 'Z'; ++c) t[c] = kWord;
-  for (char c : {'_', '-', '+', '.', '#'}) t[static_cast<std::uint8_t>(c)] = kWord;
-  for (char c : {'{', '}', '[', ']', '(', ')', ',', ';'}) t[static_cast<std::uint8_t>(c)] = kPunct;
-  return t;
-}
-constexpr auto kClasses = makeClasses();
+using namespace text_lexer_detail;
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isHex(char c) { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
@@ -93,13 +81,13 @@ bool isNumber(std::string_view w) {
 
 }  // namespace
 
-Token TextLexer::word(std::size_t start) {
+void TextLexer::word(Token& t, std::size_t start) {
   const char* base = reinterpret_cast<const char*>(data_.data());
-  while (pos_ < data_.size() && kClasses[data_[pos_]] == kWord) ++pos_;
+  while (pos_ < data_.size() && continuesWord(data_[pos_])) ++pos_;
   std::string_view w(base + start, pos_ - start);
-  Token t;
   t.offset = start;
   t.text = w;
+  t.exact = false;
   const char first = w[0];
   if (isDigit(first)) {
     std::size_t digits = digitsAt(w, 0);
@@ -112,57 +100,48 @@ Token TextLexer::word(std::size_t start) {
       }
       t.kind = TokenKind::Integer;
       t.integer = static_cast<std::uint32_t>(value);
-      return t;
+      return;
     }
   } else if ((first >= 'a' && first <= 'z') || (first >= 'A' && first <= 'Z')) {
     for (const auto& k : kKeywords)
       if (equalsNoCase(w, k.text)) {
         t.kind = k.kind;
-        return t;
+        return;
       }
   }
   if (first != '#' && isNumber(w)) {
     t.kind = TokenKind::Float;
-    return t;
+    return;
   }
   if (first != '+' && first != '.' && first != '#') {
     bool name = true;
     for (char c : w) name = name && isNameChar(c);
     if (name) {
       t.kind = TokenKind::Name;
-      return t;
+      return;
     }
   }
   parseError("\"" + std::string(w.substr(0, 64)) + "\" at offset " + std::to_string(start) +
              " is neither a number nor a name");
 }
 
-Token TextLexer::next() {
+void TextLexer::other(Token& t) {
   const std::size_t size = data_.size();
-  for (;;) {
-    while (pos_ < size && kClasses[data_[pos_]] == kSpace) ++pos_;
-    if (pos_ >= size) return Token{TokenKind::End, {}, 0, nullptr, pos_};
-    const char c = static_cast<char>(data_[pos_]);
-    if (c == '#' || (c == '/' && pos_ + 1 < size && data_[pos_ + 1] == '/')) {
-      while (pos_ < size && data_[pos_] != '\n') ++pos_;
-      continue;
-    }
-    break;
+  // Comments are rare enough to be handled here, after which the next token is read anew.
+  if (data_[pos_] == '#' || (data_[pos_] == '/' && pos_ + 1 < size && data_[pos_ + 1] == '/')) {
+    while (pos_ < size && data_[pos_] != '\n') ++pos_;
+    next(t);
+    return;
   }
   const std::size_t start = pos_;
   const char c = static_cast<char>(data_[pos_]);
   const char* base = reinterpret_cast<const char*>(data_.data());
-  Token t;
   t.offset = start;
   switch (c) {
-    case '{': ++pos_; t.kind = TokenKind::OpenBrace; return t;
-    case '}': ++pos_; t.kind = TokenKind::CloseBrace; return t;
-    case '[': ++pos_; t.kind = TokenKind::OpenBracket; return t;
-    case ']': ++pos_; t.kind = TokenKind::CloseBracket; return t;
-    case '(': ++pos_; t.kind = TokenKind::OpenParen; return t;
-    case ')': ++pos_; t.kind = TokenKind::CloseParen; return t;
-    case ',': ++pos_; t.kind = TokenKind::Comma; return t;
-    case ';': ++pos_; t.kind = TokenKind::Semicolon; return t;
+    case '[': ++pos_; t.kind = TokenKind::OpenBracket; return;
+    case ']': ++pos_; t.kind = TokenKind::CloseBracket; return;
+    case '(': ++pos_; t.kind = TokenKind::OpenParen; return;
+    case ')': ++pos_; t.kind = TokenKind::CloseParen; return;
     case '"': {
       std::size_t end = pos_ + 1;
       while (end < size && data_[end] != '"') ++end;
@@ -170,7 +149,7 @@ Token TextLexer::next() {
       t.kind = TokenKind::String;
       t.text = std::string_view(base + pos_ + 1, end - pos_ - 1);
       pos_ = end + 1;
-      return t;
+      return;
     }
     case '<': {
       constexpr std::size_t kGuidChars = 38;
@@ -183,17 +162,21 @@ Token TextLexer::next() {
       t.kind = TokenKind::Guid;
       t.text = std::string_view(base + pos_, kGuidChars);
       pos_ += kGuidChars;
-      return t;
+      return;
     }
     case '.':
       if (pos_ + 1 >= size || !isDigit(static_cast<char>(data_[pos_ + 1]))) {
         ++pos_;
         t.kind = TokenKind::Dot;
-        return t;
+        return;
       }
-      return word(start);
+      word(t, start);
+      return;
     default:
-      if (kClasses[static_cast<std::uint8_t>(c)] == kWord && c != '#') return word(start);
+      if (continuesWord(static_cast<std::uint8_t>(c))) {
+        word(t, start);
+        return;
+      }
       parseError("unexpected character 0x" + std::to_string(static_cast<unsigned>(static_cast<std::uint8_t>(c))) +
                  " at offset " + std::to_string(start));
   }

@@ -53,6 +53,13 @@ struct Token {
   std::uint32_t integer = 0;        // Integer: the value; lists: the element count
   const std::uint8_t* list = nullptr;  // lists: the first element's bytes
   std::size_t offset = 0;           // where the token starts in the body, for messages
+  // Float tokens the text tokenizer could read exactly on the way: the value is
+  // (negative ? -1 : 1) x mantissa / 10^fractionDigits, with mantissa below 2^53 and at most
+  // 22 fraction digits, so that one division gives the correctly rounded double.
+  bool exact = false;
+  bool negative = false;
+  std::uint8_t fractionDigits = 0;
+  std::uint64_t mantissa = 0;
 };
 
 const char* tokenKindName(TokenKind kind);

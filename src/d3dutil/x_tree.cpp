@@ -1,6 +1,7 @@
 #include "d3dutil/x_tree.h"
 
 #include <cfloat>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -28,9 +29,12 @@ bool equalsNoCase(std::string_view a, std::string_view b) {
 
 bool holdsData(XRole role) { return role != XRole::Ignored && role != XRole::Frame; }
 
+// Double to float, rounding to nearest; beyond FLT_MAX plus half a unit the result is
+// infinite, said outright so that no conversion is asked to leave float's range.
 float narrow(double d) {
-  if (d > FLT_MAX) return std::numeric_limits<float>::infinity();
-  if (d < -FLT_MAX) return -std::numeric_limits<float>::infinity();
+  constexpr double kOverflow = 0x1.ffffffp127;
+  if (d >= kOverflow) return std::numeric_limits<float>::infinity();
+  if (d <= -kOverflow) return -std::numeric_limits<float>::infinity();
   return static_cast<float>(d);
 }
 
@@ -40,8 +44,8 @@ float textNumber(std::string_view text) {
   const bool negative = !text.empty() && text[0] == '-';
   if (!text.empty() && (text[0] == '+' || text[0] == '-')) text.remove_prefix(1);
   if (const auto mark = text.find('#'); mark != std::string_view::npos) {
-    const bool infinite = mark + 1 < text.size() && lower(text[mark + 1]) == 'i' && mark + 2 < text.size() &&
-                          lower(text[mark + 2]) == 'n';
+    const bool infinite = mark + 3 < text.size() && lower(text[mark + 1]) == 'i' && lower(text[mark + 2]) == 'n' &&
+                          lower(text[mark + 3]) == 'f';
     const float v = infinite ? std::numeric_limits<float>::infinity() : std::numeric_limits<float>::quiet_NaN();
     return negative ? -v : v;
   }
@@ -57,10 +61,23 @@ float textNumber(std::string_view text) {
   return narrow(negative ? -value : value);
 }
 
+// A float token the tokenizer read as mantissa and fraction digits: one division by an
+// exactly representable power of ten gives the correctly rounded double.
+float exactNumber(const Token& t) {
+  static constexpr double kPowers[23] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                         1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+  const double magnitude = static_cast<double>(t.mantissa) / kPowers[t.fractionDigits];
+  return narrow(t.negative ? -magnitude : magnitude);
+}
+
 template <class Lexer>
 class Parser {
  public:
-  Parser(Lexer lexer) : lexer_(std::move(lexer)) { advance(); }
+  Parser(Lexer lexer, std::size_t bodySize) : lexer_(std::move(lexer)) {
+    // Room for the values of a typical file at once; a value takes at least 2 body bytes.
+    tree_.values.reserve(bodySize / 8);
+    advance();
+  }
 
   XTree run() {
     while (tok_.kind != TokenKind::End) {
@@ -76,7 +93,7 @@ class Parser {
   }
 
  private:
-  void advance() { tok_ = lexer_.next(); }
+  void advance() { lexer_.next(tok_); }
 
   [[noreturn]] void unexpected(const char* wanted) {
     parseError(std::string("expected ") + wanted + " at offset " + std::to_string(tok_.offset) + ", found " +
@@ -240,16 +257,15 @@ class Parser {
     switch (tok_.kind) {
       case TokenKind::Integer:
         v.kind = XValue::Kind::Integer;
-        v.integer = tok_.integer;
-        v.number = static_cast<float>(tok_.integer);
+        v.bits = tok_.integer;
         break;
       case TokenKind::Float:
         v.kind = XValue::Kind::Float;
-        v.number = textNumber(tok_.text);
+        v.bits = std::bit_cast<std::uint32_t>(tok_.exact ? exactNumber(tok_) : textNumber(tok_.text));
         break;
       default:
         v.kind = XValue::Kind::String;
-        v.integer = static_cast<std::uint32_t>(tree_.strings.size());
+        v.bits = static_cast<std::uint32_t>(tree_.strings.size());
         tree_.strings.push_back(tok_.text);
         break;
     }
@@ -263,24 +279,14 @@ class Parser {
     tree_.values.resize(start + count);
     XValue* out = tree_.values.data() + start;
     if (tok_.kind == TokenKind::IntegerList) {
-      for (std::uint32_t i = 0; i < count; ++i, p += 4) {
-        const std::uint32_t u = loadU32(p);
-        out[i] = XValue{XValue::Kind::Integer, u, static_cast<float>(u)};
-      }
+      for (std::uint32_t i = 0; i < count; ++i, p += 4) out[i] = XValue{loadU32(p), XValue::Kind::Integer};
     } else if (floatBytes() == 8) {
       for (std::uint32_t i = 0; i < count; ++i, p += 8) {
         const std::uint64_t bits = static_cast<std::uint64_t>(loadU32(p)) | (static_cast<std::uint64_t>(loadU32(p + 4)) << 32);
-        double d;
-        std::memcpy(&d, &bits, sizeof d);
-        out[i] = XValue{XValue::Kind::Float, 0, narrow(d)};
+        out[i] = XValue{std::bit_cast<std::uint32_t>(narrow(std::bit_cast<double>(bits))), XValue::Kind::Float};
       }
     } else {
-      for (std::uint32_t i = 0; i < count; ++i, p += 4) {
-        const std::uint32_t bits = loadU32(p);
-        float f;
-        std::memcpy(&f, &bits, sizeof f);
-        out[i] = XValue{XValue::Kind::Float, 0, f};
-      }
+      for (std::uint32_t i = 0; i < count; ++i, p += 4) out[i] = XValue{loadU32(p), XValue::Kind::Float};
     }
   }
 
@@ -321,8 +327,8 @@ XRole roleOfType(std::string_view typeName) {
 }
 
 XTree parseXBody(std::span<const std::uint8_t> body, const XHeader& header) {
-  if (header.format == XBodyFormat::Text) return Parser<TextLexer>(TextLexer(body)).run();
-  return Parser<BinaryLexer>(BinaryLexer(body, header.floatBytes)).run();
+  if (header.format == XBodyFormat::Text) return Parser<TextLexer>(TextLexer(body), body.size()).run();
+  return Parser<BinaryLexer>(BinaryLexer(body, header.floatBytes), body.size()).run();
 }
 
 const char* tokenKindName(TokenKind kind) {

@@ -34,10 +34,9 @@ enum class XRole : std::uint8_t {
 };
 
 struct XValue {
-  enum class Kind : std::uint8_t { Integer, Float, String };
+  enum class Kind : std::uint32_t { Integer, Float, String };
+  std::uint32_t bits = 0;  // Integer: the value; Float: the float's bits; String: index into XTree::strings
   Kind kind = Kind::Integer;
-  std::uint32_t integer = 0;  // Integer: the value; String: the index into XTree::strings
-  float number = 0;           // Integer and Float: the value as a float
 };
 
 struct XObject {

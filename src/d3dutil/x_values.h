@@ -1,6 +1,7 @@
 // Reading an object's data values member by member, as its template lays them out.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -19,19 +20,22 @@ class ValueReader {
   std::size_t remaining() const { return values_.size() - pos_; }
 
   std::uint32_t dword(const char* member) {
-    const XValue& v = take(member);
-    if (v.kind != XValue::Kind::Integer) mismatch(member, "an integer");
-    return v.integer;
+    if (pos_ < values_.size() && values_[pos_].kind == XValue::Kind::Integer) [[likely]]
+      return values_[pos_++].bits;
+    wrong(member, "an integer");
   }
+  // Integers are taken as floats where a FLOAT member is due.
   float number(const char* member) {
-    const XValue& v = take(member);
-    if (v.kind == XValue::Kind::String) mismatch(member, "a number");
-    return v.number;
+    if (pos_ < values_.size()) [[likely]] {
+      const XValue& v = values_[pos_];
+      if (v.kind == XValue::Kind::Float) return ++pos_, std::bit_cast<float>(v.bits);
+      if (v.kind == XValue::Kind::Integer) return ++pos_, static_cast<float>(v.bits);
+    }
+    wrong(member, "a number");
   }
   std::string_view string(const char* member) {
-    const XValue& v = take(member);
-    if (v.kind != XValue::Kind::String) mismatch(member, "a string");
-    return tree_.strings[v.integer];
+    if (pos_ < values_.size() && values_[pos_].kind == XValue::Kind::String) return tree_.strings[values_[pos_++].bits];
+    wrong(member, "a string");
   }
   // An element count, checked against the values left so that no count from the file can
   // make the caller allocate more than the file holds.
@@ -49,12 +53,8 @@ class ValueReader {
   }
 
  private:
-  const XValue& take(const char* member) {
-    if (pos_ >= values_.size())
-      parseError(std::string(object_.type) + " ends before its member " + member);
-    return values_[pos_++];
-  }
-  [[noreturn]] void mismatch(const char* member, const char* wanted) const {
+  [[noreturn, gnu::noinline]] void wrong(const char* member, const char* wanted) const {
+    if (pos_ >= values_.size()) parseError(std::string(object_.type) + " ends before its member " + member);
     parseError(std::string(object_.type) + " member " + member + " needs " + wanted);
   }
 
