@@ -99,7 +99,7 @@ class BoxSplitter {
  public:
   explicit BoxSplitter(std::vector<ColourCount>& colours) : colours_(colours) {}
 
-  // Steps the description names: first box, splits while the heap holds boxes, means.
+  // The first box, splits of the heap's top box while there is one and room, the means.
   std::array<std::uint8_t, 768> buildPalette() {
     Box& first = boxes_[0];
     first.begin = 0;
