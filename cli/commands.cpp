@@ -11,6 +11,7 @@ int runPack(Host& host, const std::vector<std::string>& args);
 int runSkyFile(Host& host, const std::vector<std::string>& args);
 int runBtcToTga(Host& host, const std::vector<std::string>& args);
 int runExtract(Host& host, const std::vector<std::string>& args);
+int runMesh(Host& host, const std::vector<std::string>& args);
 
 const std::vector<Command>& commands() {
   static const std::vector<Command> table = {
@@ -37,6 +38,10 @@ const std::vector<Command>& commands() {
        "pack a 512 x 35 preview and a 4800 x 320 sky image into OUTPUT_FOLDER/SKY.sky (folder without a trailing "
        "separator)",
        3, 3, runSkyFile},
+      {"mesh", "OpenDirectX", "MESH.x OUTPUT_DIR",
+       "write the game's OUTPUT_DIR/NAME.XYZ geometry and OUTPUT_DIR/NAME.MAP textures of a DirectX .x mesh "
+       "(NAME: the mesh's name up to its last \".X\"; OUTPUT_DIR without a trailing separator)",
+       2, 2, runMesh},
   };
   return table;
 }

@@ -1,0 +1,75 @@
+// LZW coder of the MAP file's mip levels: variable-width codes of 9 to 13 bits, clear code
+// 256, end code 257, packed least significant bit first into one plain byte stream. The
+// 255-byte chunks are only a write buffer; the stream has no block-length bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "exports/host.h"
+#include "formats/byte_reader.h"
+
+namespace vellmark {
+
+inline constexpr std::uint16_t kLzwClearCode = 256;
+inline constexpr std::uint16_t kLzwEndCode = 257;
+inline constexpr std::uint16_t kLzwFirstCode = 258;
+inline constexpr std::uint16_t kLzwInitialBits = 9;
+inline constexpr std::uint16_t kLzwMaxBits = 13;
+inline constexpr std::uint16_t kLzwCodeLimit = 8192;  // the dictionary is full at this code
+inline constexpr int kLzwHashSlots = 10009;           // a prime above the 8192 codes
+inline constexpr std::size_t kLzwWriteChunk = 255;
+inline constexpr char kLzwWriteErrorText[] = "Output file write error";
+
+// Where the coder's chunks go. write returns how many bytes were taken.
+class ByteSink {
+ public:
+  virtual ~ByteSink() = default;
+  virtual std::size_t write(const std::uint8_t* data, std::size_t size) = 0;
+};
+
+class VectorSink : public ByteSink {
+ public:
+  std::vector<std::uint8_t> bytes;
+  std::size_t write(const std::uint8_t* data, std::size_t size) override {
+    bytes.insert(bytes.end(), data, data + size);
+    return size;
+  }
+};
+
+// One compressed stream. Constructing it starts the stream (the clear code at 9 bits);
+// put feeds bytes; end finishes it. A chunk the sink does not take whole makes the coder
+// print "Output file write error" through `host` and end the process with status 1.
+class LzwEncoder {
+ public:
+  LzwEncoder(ByteSink& sink, Host& host);
+  void put(std::uint8_t byte);
+  void end();
+
+ private:
+  void emit(std::uint16_t code);
+  void appendByte(std::uint8_t byte);
+  void flush();
+  void clearTable();
+
+  ByteSink& sink_;
+  Host& host_;
+  std::uint16_t codeBits_ = kLzwInitialBits;
+  std::uint16_t maxCode_ = 511;
+  std::uint16_t nextCode_ = kLzwFirstCode;
+  std::uint16_t prefix_ = 0;
+  bool firstByte_ = true;
+  std::uint32_t accumulator_ = 0;
+  std::uint16_t bitCount_ = 0;
+  std::uint16_t codes_[kLzwHashSlots];
+  std::uint16_t prefixes_[kLzwHashSlots];
+  std::uint8_t suffixes_[kLzwHashSlots];
+  std::uint8_t buffer_[kLzwWriteChunk];
+  std::uint16_t buffered_ = 0;
+};
+
+// The whole stream of `data` in memory.
+std::vector<std::uint8_t> lzwCompress(Bytes data, Host& host);
+
+}  // namespace vellmark
