@@ -50,7 +50,10 @@ void forEachRun(const TiledRect& r, Copy&& copy) {
 
 std::uint64_t tiledExtent(const TiledRect& r) {
   if (r.widthBlocks == 0 || r.heightBlocks == 0) return 0;
-  return (std::uint64_t{alignUp(r.y + r.heightBlocks, 32)} * r.pitchBlocks) << r.log2Bytes;
+  // One- and two-byte blocks share a 4 KB page between four or two tiles, so the last
+  // page is whole even when the surface ends inside it.
+  const std::uint64_t bytes = (std::uint64_t{alignUp(r.y + r.heightBlocks, 32)} * r.pitchBlocks) << r.log2Bytes;
+  return (bytes + 4095) / 4096 * 4096;
 }
 
 void untile(Bytes src, const TiledRect& r, std::span<std::uint8_t> dst, std::size_t dstRowPitch) {
@@ -59,15 +62,6 @@ void untile(Bytes src, const TiledRect& r, std::span<std::uint8_t> dst, std::siz
   std::uint8_t* out = dst.data();
   forEachRun(r, [&](std::uint32_t offset, std::uint32_t row, std::uint32_t column, std::size_t bytes) {
     std::memcpy(out + row * dstRowPitch + (std::size_t{column} << r.log2Bytes), in + offset, bytes);
-  });
-}
-
-void tile(Bytes src, std::size_t srcRowPitch, const TiledRect& r, std::span<std::uint8_t> dst) {
-  checkRect(r, dst.size(), src.size(), srcRowPitch);
-  const std::uint8_t* in = src.data();
-  std::uint8_t* out = dst.data();
-  forEachRun(r, [&](std::uint32_t offset, std::uint32_t row, std::uint32_t column, std::size_t bytes) {
-    std::memcpy(out + offset, in + row * srcRowPitch + (std::size_t{column} << r.log2Bytes), bytes);
   });
 }
 

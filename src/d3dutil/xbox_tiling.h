@@ -33,7 +33,8 @@ struct TiledRect {
 };
 
 // Bytes a tiled surface must hold for `rect` to lie inside it: the whole pitch times the
-// rows of the rectangle rounded up to a tile (the address function is a bijection there).
+// rows of the rectangle rounded up to a tile, rounded up to 4 KB pages (every address of
+// those rows lies below that).
 std::uint64_t tiledExtent(const TiledRect& rect);
 
 // Copies `rect` out of the tiled surface `src` into linear rows of `dst` (row r at
@@ -41,8 +42,5 @@ std::uint64_t tiledExtent(const TiledRect& rect);
 // narrow for the rectangle, and Error(Truncated) when `src` is shorter than tiledExtent()
 // or `dst` too small; nothing outside either span is touched.
 void untile(Bytes src, const TiledRect& rect, std::span<std::uint8_t> dst, std::size_t dstRowPitch);
-
-// The inverse: writes linear rows of `src` into `rect` of the tiled surface `dst`.
-void tile(Bytes src, std::size_t srcRowPitch, const TiledRect& rect, std::span<std::uint8_t> dst);
 
 }  // namespace vellmark::xbox
