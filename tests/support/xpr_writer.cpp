@@ -28,13 +28,15 @@ void ensure(std::vector<std::uint8_t>& data, std::uint64_t size) {
 // Writes one level's rows of blocks (already in console order) into the surface at
 // `start`, with its first block at `at`.
 void writeLevel(std::vector<std::uint8_t>& data, std::uint64_t start, const LevelSlot& slot, const TextureLayout& layout,
-                BlockPosition at, const std::vector<std::uint8_t>& texels) {
+                std::uint32_t level, BlockPosition at, const std::vector<std::uint8_t>& texels) {
   const std::uint32_t bpb = layout.block.bytes;
-  const std::size_t rowBytes = std::size_t{slot.widthBlocks} * bpb;
-  if (texels.size() != rowBytes * slot.heightBlocks) throw std::invalid_argument("level texels of the wrong size");
+  const std::uint32_t widthBlocks = divideRoundingUp(std::max(1u, layout.width >> level), layout.block.width);
+  const std::uint32_t heightBlocks = divideRoundingUp(std::max(1u, layout.height >> level), layout.block.height);
+  const std::size_t rowBytes = std::size_t{widthBlocks} * bpb;
+  if (texels.size() != rowBytes * heightBlocks) throw std::invalid_argument("level texels of the wrong size");
   ensure(data, start + slot.size);
-  for (std::uint32_t by = 0; by < slot.heightBlocks; ++by) {
-    for (std::uint32_t bx = 0; bx < slot.widthBlocks; ++bx) {
+  for (std::uint32_t by = 0; by < heightBlocks; ++by) {
+    for (std::uint32_t bx = 0; bx < widthBlocks; ++bx) {
       std::uint64_t offset;
       if (layout.tiled())
         offset = tiledOffset(at.x + bx, at.y + by, slot.pitchBlocks, layout.block.log2Bytes);
@@ -111,34 +113,37 @@ std::vector<std::uint8_t> XprWriter::build() const {
           t.pitchFieldOverride >= 0 ? static_cast<std::uint32_t>(t.pitchFieldOverride) : std::max(1u, (t.width + 31) / 32);
       const std::uint32_t flags = (t.packed ? 0 : kLayoutNonPacked) | (t.border ? kLayoutBorder : 0);
       const std::uint32_t base = pageAlign(data.size());
-      TextureLayout probe = makeTextureLayout(t.width, t.height, t.levels, faces, t.format, pitchField, base, 0, flags);
-      const std::uint32_t mip = t.levels > 1 ? pageAlign(base + std::uint64_t{faces} * levelSlot(probe, 0).size) : 0;
-      const TextureLayout layout = makeTextureLayout(t.width, t.height, t.levels, faces, t.format, pitchField, base, mip, flags);
-      ensure(data, base + std::uint64_t{faces} * levelSlot(layout, 0).size);
-      const unsigned endian = (t.format >> 6) & 3;
-      for (std::uint32_t f = 0; f < faces && f < t.texels.size(); ++f) {
-        for (std::uint32_t level = 0; level < t.levels && level < t.texels[f].size(); ++level) {
-          std::vector<std::uint8_t> texels = t.texels[f][level];
-          consoleSwap(texels, endian);
-          const LevelSlot slot = levelSlot(layout, level);
-          const std::uint64_t faceLevel = faceLevelOffset(layout, f, level);
-          if (!layout.inTail(level)) {
-            writeLevel(data, (level == 0 ? base : mip) + faceLevel, slot, layout, {}, texels);
-            continue;
-          }
-          const std::uint64_t inTail = mipTailLevelOffset(t.width, t.height, 1, level, t.format & 0x3F, layout.tiled(), t.border);
-          const BlockPosition at = mipTailLevelPosition(layout, level);
-          // A tail that starts at level 0 exists under both addresses.
-          if (layout.tailBase == 0) {
-            const std::uint64_t faceStart = std::uint64_t{f} * levelSlot(layout, 0).size;
-            writeLevel(data, base + faceStart, slot, layout, at, texels);
-            writeLevel(data, mip + faceStart, slot, layout, at, texels);
-          } else {
-            writeLevel(data, mip + faceLevel - inTail, slot, layout, at, texels);
+      std::uint32_t mip = 0;
+      if (blockInfo(t.format & 0x3F).bytes != 0) {
+        TextureLayout probe = makeTextureLayout(t.width, t.height, t.levels, faces, t.format, pitchField, base, 0, flags);
+        mip = t.levels > 1 ? pageAlign(base + std::uint64_t{faces} * levelSlot(probe, 0).size) : 0;
+        const TextureLayout layout = makeTextureLayout(t.width, t.height, t.levels, faces, t.format, pitchField, base, mip, flags);
+        ensure(data, base + std::uint64_t{faces} * levelSlot(layout, 0).size);
+        const unsigned endian = (t.format >> 6) & 3;
+        for (std::uint32_t f = 0; f < faces && f < t.texels.size(); ++f) {
+          for (std::uint32_t level = 0; level < t.levels && level < t.texels[f].size(); ++level) {
+            std::vector<std::uint8_t> texels = t.texels[f][level];
+            consoleSwap(texels, endian);
+            const LevelSlot slot = levelSlot(layout, level);
+            const std::uint64_t faceLevel = faceLevelOffset(layout, f, level);
+            if (!layout.inTail(level)) {
+              writeLevel(data, (level == 0 ? base : mip) + faceLevel, slot, layout, level, {}, texels);
+              continue;
+            }
+            const std::uint64_t inTail = mipTailLevelOffset(t.width, t.height, 1, level, t.format & 0x3F, layout.tiled(), t.border);
+            const BlockPosition at = mipTailLevelPosition(layout, level);
+            // A tail that starts at level 0 exists under both addresses.
+            if (layout.tailBase == 0) {
+              const std::uint64_t faceStart = std::uint64_t{f} * levelSlot(layout, 0).size;
+              writeLevel(data, base + faceStart, slot, layout, level, at, texels);
+              writeLevel(data, mip + faceStart, slot, layout, level, at, texels);
+            } else {
+              writeLevel(data, mip + faceLevel - inTail, slot, layout, level, at, texels);
+            }
           }
         }
+        data.resize(pageAlign(data.size()), 0);
       }
-      data.resize(pageAlign(data.size()), 0);
 
       const std::uint32_t fmt = t.format;
       const std::uint32_t signs = (fmt >> 9) & 0xFF;
