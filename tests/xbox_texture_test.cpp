@@ -2,6 +2,7 @@
 // the header fields, and the layout of levels, faces and packed mip tails.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <numeric>
 
 #include "d3dutil/xbox_texture.h"
@@ -81,6 +82,21 @@ TEST(XboxTiling, TheAddressMapIsOneToOneInsideTheWholePages) {
           seen[element] = true;
         }
     }
+  }
+}
+
+TEST(XboxTiling, UntilingFollowsTheAddressFunctionForEveryBlockSizeAndOffset) {
+  for (std::uint32_t log2 = 0; log2 <= 4; ++log2) {
+    const TiledRect rect{96, log2, 3, 5, 90, 70};
+    std::vector<std::uint8_t> tiled(tiledExtent(rect));
+    for (std::size_t i = 0; i < tiled.size(); ++i) tiled[i] = static_cast<std::uint8_t>(i * 7 + (i >> 8) * 13 + (i >> 12));
+    const std::size_t bytes = std::size_t{1} << log2;
+    std::vector<std::uint8_t> linear(90 * 70 * bytes);
+    untile(tiled, rect, linear, 90 * bytes);
+    for (std::uint32_t y = 0; y < 70; ++y)
+      for (std::uint32_t x = 0; x < 90; ++x)
+        ASSERT_EQ(std::memcmp(&linear[(y * 90 + x) * bytes], &tiled[tiledOffset(x + 3, y + 5, 96, log2)], bytes), 0)
+            << log2 << " " << x << "," << y;
   }
 }
 

@@ -321,33 +321,48 @@ void endianSwap(std::span<std::uint8_t> data, Endian endian) {
 
 bool isConvertibleFormat(std::uint32_t format) { return blockInfo(format & 0x3F).bytes != 0; }
 
-std::vector<std::uint8_t> convertToBgra(Bytes src, std::size_t rowPitch, std::uint32_t width, std::uint32_t height,
-                                        std::uint32_t format) {
-  const FormatCode code = decodeFormat(format);
-  const BlockInfo block = blockInfo(code.gpu);
-  if (block.bytes == 0)
-    fail(ErrorKind::Unsupported, std::string("texture format ") + gpuFormatName(code.gpu) + " holds no texture data");
-  const std::uint32_t widthBlocks = divideRoundingUp(width, block.width);
-  const std::uint32_t heightBlocks = divideRoundingUp(height, block.height);
-  const std::size_t rowBytes = std::size_t{widthBlocks} * block.bytes;
+namespace {
+
+struct Surface {
+  FormatCode code;
+  BlockInfo block;
+  std::uint32_t widthBlocks, heightBlocks;
+  std::size_t rowBytes;
+};
+
+Surface describe(std::uint32_t format, std::uint32_t width, std::uint32_t height) {
+  Surface s;
+  s.code = decodeFormat(format);
+  s.block = blockInfo(s.code.gpu);
+  if (s.block.bytes == 0)
+    fail(ErrorKind::Unsupported, std::string("texture format ") + gpuFormatName(s.code.gpu) + " holds no texture data");
+  s.widthBlocks = divideRoundingUp(width, s.block.width);
+  s.heightBlocks = divideRoundingUp(height, s.block.height);
+  s.rowBytes = std::size_t{s.widthBlocks} * s.block.bytes;
+  return s;
+}
+
+// Converts row after row of blocks; `fill(blockRow, scratch)` returns the row's bytes in a
+// buffer the converter may swap in place (`scratch`, which holds one row, or its own).
+template <class Fill>
+std::vector<std::uint8_t> convertRows(const Surface& surface, std::uint32_t width, std::uint32_t height, Fill&& fill) {
+  const FormatCode& code = surface.code;
+  const BlockInfo& block = surface.block;
+  const std::uint32_t widthBlocks = surface.widthBlocks, heightBlocks = surface.heightBlocks;
   std::vector<std::uint8_t> out(std::size_t{width} * height * 4);
   if (width == 0 || height == 0) return out;
-  if (rowPitch < rowBytes || !rangeFits(0, std::uint64_t{heightBlocks - 1} * rowPitch + rowBytes, src.size()))
-    fail(ErrorKind::Truncated, std::string("texture data of format ") + gpuFormatName(code.gpu) + " is too short for " +
-                                   std::to_string(width) + " x " + std::to_string(height) + " texels");
-
   const Swizzle swizzle = makeSwizzle(code);
-  std::vector<std::uint8_t> row(rowBytes);
+  std::vector<std::uint8_t> row(surface.rowBytes);
   PlainLayout plain{};
   const bool isPlain = plainLayout(code.gpu, plain);
   const std::size_t outPitch = std::size_t{width} * 4;
 
   for (std::uint32_t by = 0; by < heightBlocks; ++by) {
-    std::memcpy(row.data(), src.data() + std::size_t{by} * rowPitch, rowBytes);
-    endianSwap(row, code.endian);
+    std::uint8_t* const rowData = fill(by, row.data());
+    endianSwap(std::span<std::uint8_t>(rowData, surface.rowBytes), code.endian);
     if (isPlain) {
       std::uint8_t* dst = out.data() + std::size_t{by} * outPitch;
-      const std::uint8_t* texel = row.data();
+      const std::uint8_t* texel = rowData;
       if (plain.kind == Kind::Fixed && plain.texelBytes == 4 && plain.count == 4 && plain.fields[1].bits == 8 &&
           code.sign == std::array<Sign, 4>{}) {
         // 8_8_8_8 without signs: the components are the bytes themselves.
@@ -360,7 +375,7 @@ std::vector<std::uint8_t> convertToBgra(Bytes src, std::size_t rowPitch, std::ui
     } else if (isBlockFormat(code.gpu)) {
       BlockTexels texels;
       for (std::uint32_t bx = 0; bx < widthBlocks; ++bx) {
-        decodeBlock(code.gpu, row.data() + std::size_t{bx} * block.bytes, texels);
+        decodeBlock(code.gpu, rowData + std::size_t{bx} * block.bytes, texels);
         for (std::uint32_t ty = 0; ty < 4 && by * 4 + ty < height; ++ty)
           for (std::uint32_t tx = 0; tx < 4 && bx * 4 + tx < width; ++tx)
             store(out.data() + std::size_t{by * 4 + ty} * outPitch + std::size_t{bx * 4 + tx} * 4, texels[ty * 4 + tx],
@@ -371,13 +386,51 @@ std::vector<std::uint8_t> convertToBgra(Bytes src, std::size_t rowPitch, std::ui
       std::uint8_t* dst = out.data() + std::size_t{by} * outPitch;
       for (std::uint32_t bx = 0; bx < widthBlocks; ++bx) {
         Comps first, second;
-        decodePair(code.gpu, row.data() + std::size_t{bx} * 4, toRgb, first, second);
+        decodePair(code.gpu, rowData + std::size_t{bx} * 4, toRgb, first, second);
         store(dst + std::size_t{bx} * 8, first, swizzle);
         if (bx * 2 + 1 < width) store(dst + std::size_t{bx} * 8 + 4, second, swizzle);
       }
     }
   }
   return out;
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> convertToBgra(Bytes src, std::size_t rowPitch, std::uint32_t width, std::uint32_t height,
+                                        std::uint32_t format) {
+  const Surface surface = describe(format, width, height);
+  if (width == 0 || height == 0) return {};
+  if (rowPitch < surface.rowBytes ||
+      !rangeFits(0, std::uint64_t{surface.heightBlocks - 1} * rowPitch + surface.rowBytes, src.size()))
+    fail(ErrorKind::Truncated, std::string("texture data of format ") + gpuFormatName(surface.code.gpu) +
+                                   " is too short for " + std::to_string(width) + " x " + std::to_string(height) +
+                                   " texels");
+  return convertRows(surface, width, height, [&](std::uint32_t by, std::uint8_t* row) {
+    std::memcpy(row, src.data() + std::size_t{by} * rowPitch, surface.rowBytes);
+    return row;
+  });
+}
+
+std::vector<std::uint8_t> convertTiledToBgra(Bytes src, const TiledRect& rect, std::uint32_t width, std::uint32_t height,
+                                             std::uint32_t format) {
+  const Surface surface = describe(format, width, height);
+  if (width == 0 || height == 0) return {};
+  if (rect.widthBlocks < surface.widthBlocks || rect.heightBlocks < surface.heightBlocks ||
+      (std::size_t{1} << rect.log2Bytes) != surface.block.bytes)
+    fail(ErrorKind::Argument, "tiled rectangle does not match the texture");
+  const TiledRowReader reader(src, rect);
+  // Rows are untiled a tile row at a time into a band, reading memory in order.
+  std::vector<std::uint8_t> band(surface.rowBytes * 32);
+  std::uint32_t bandStart = 0, bandRows = 0;
+  return convertRows(surface, width, height, [&](std::uint32_t by, std::uint8_t*) {
+    if (by >= bandStart + bandRows) {
+      bandStart = by;
+      bandRows = std::min(32 - ((rect.y + by) & 31), surface.heightBlocks - by);
+      reader.copyRows(bandStart, bandRows, band.data(), surface.rowBytes);
+    }
+    return band.data() + (by - bandStart) * surface.rowBytes;
+  });
 }
 
 }  // namespace vellmark::xbox

@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "d3dutil/xbox_format.h"
+#include "d3dutil/xbox_tiling.h"
 #include "formats/byte_reader.h"
 
 namespace vellmark::xbox {
@@ -43,5 +44,10 @@ bool isConvertibleFormat(std::uint32_t format);
 // formats that hold no texture data and Error(Truncated) when `src` is too short.
 std::vector<std::uint8_t> convertToBgra(Bytes src, std::size_t rowPitch, std::uint32_t width, std::uint32_t height,
                                         std::uint32_t format);
+
+// The same for texels stored in the tiled rectangle `rect` of the surface `src`, untiled
+// row by row on the way. Raises the errors of untile() and convertToBgra().
+std::vector<std::uint8_t> convertTiledToBgra(Bytes src, const TiledRect& rect, std::uint32_t width, std::uint32_t height,
+                                             std::uint32_t format);
 
 }  // namespace vellmark::xbox

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "formats/byte_reader.h"
 
@@ -36,6 +37,32 @@ struct TiledRect {
 // rows of the rectangle rounded up to a tile, rounded up to 4 KB pages (every address of
 // those rows lies below that).
 std::uint64_t tiledExtent(const TiledRect& rect);
+
+// Reads the block rows of a tiled rectangle one after another. The runs of a row that are
+// contiguous in memory are worked out once; for blocks of 4 bytes and more the address
+// splits into a part of x and a part of y, so a row costs one add per run.
+class TiledRowReader {
+ public:
+  // Raises Error(Corrupt) when the pitch is not a multiple of 32 or too narrow for the
+  // rectangle, Error(Truncated) when `src` is shorter than tiledExtent().
+  TiledRowReader(Bytes src, const TiledRect& rect);
+  // Copies block row `row` of the rectangle into `dst` (widthBlocks << log2Bytes bytes).
+  void copyRow(std::uint32_t row, std::uint8_t* dst) const;
+  // Copies `rows` block rows from `firstRow` on into `dst`, rows `dstPitch` bytes apart,
+  // reading tile after tile: memory is then read in order, which is much faster than row
+  // by row for surfaces larger than the caches. Best used for the rows of one tile row.
+  void copyRows(std::uint32_t firstRow, std::uint32_t rows, std::uint8_t* dst, std::size_t dstPitch) const;
+
+ private:
+  struct Run {
+    std::uint32_t x;        // first block
+    std::uint32_t xOffset;  // its address in row 0, pipe bits included
+    std::uint32_t bytes;
+  };
+  const std::uint8_t* src_;
+  TiledRect rect_;
+  std::vector<Run> runs_;
+};
 
 // Copies `rect` out of the tiled surface `src` into linear rows of `dst` (row r at
 // r * dstRowPitch). Raises Error(Corrupt) when the pitch is not a multiple of 32 or too

@@ -125,10 +125,7 @@ XprLevelImage convertXprTextureLevel(const XprBundle& bundle, const TextureHeade
     rect.y = at.y;
     rect.widthBlocks = slot.widthBlocks;
     rect.heightBlocks = slot.heightBlocks;
-    const std::size_t rowBytes = std::size_t{slot.widthBlocks} * layout.block.bytes;
-    std::vector<std::uint8_t> linear(rowBytes * slot.heightBlocks);
-    untile(levelBytes, rect, linear, rowBytes);
-    image.pixels = convertToBgra(linear, rowBytes, image.width, image.height, linearFormat);
+    image.pixels = convertTiledToBgra(levelBytes, rect, image.width, image.height, linearFormat);
   } else {
     image.pixels = convertToBgra(levelBytes, slot.rowPitch, image.width, image.height, linearFormat);
   }

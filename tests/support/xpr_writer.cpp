@@ -168,12 +168,12 @@ std::vector<std::uint8_t> XprWriter::build() const {
     putBE(header, 16 + 16 * i, nameOffsets[i]);
   }
 
-  std::vector<std::uint8_t> file(12, 0);
+  std::vector<std::uint8_t> file(12 + header.size() + data.size(), 0);
   putBE(file, 0, 0x58505232);
   putBE(file, 4, static_cast<std::uint32_t>(header.size()));
   putBE(file, 8, static_cast<std::uint32_t>(data.size()));
-  file.insert(file.end(), header.begin(), header.end());
-  file.insert(file.end(), data.begin(), data.end());
+  std::copy(header.begin(), header.end(), file.begin() + 12);
+  std::copy(data.begin(), data.end(), file.begin() + 12 + static_cast<std::ptrdiff_t>(header.size()));
   return file;
 }
 
