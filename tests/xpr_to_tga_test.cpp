@@ -97,6 +97,32 @@ TEST(XprToTga, CubeTexturesPrintTheirLineAndWriteSixFacesNamedAfterThemselves) {
   EXPECT_EQ(readFile(dir.file("base.tga")), expectedTga(8, 40, argbLevel(8, 40, 3)));
 }
 
+TEST(XprToTga, APackedCubeWritesEachFaceFromItsOwnTail) {
+  ScratchDir dir;
+  XprTexture cube = argbTexture(16, 16, 5, 0);
+  cube.cube = true;
+  cube.texels.clear();
+  for (std::uint32_t f = 0; f < 6; ++f) {
+    std::vector<std::vector<std::uint8_t>> chain;
+    for (std::uint32_t l = 0; l < 5; ++l) chain.push_back(argbLevel(16 >> l, 16 >> l, 20 + f * 5 + l));
+    cube.texels.push_back(chain);
+  }
+  XprWriter w;
+  w.addOther(0x54583344, "volume", {});  // "TX3D": a texture type the tool does not write
+  w.addTexture("env", cube);
+  RecordingHost host;
+  {
+    InFolder in(dir.path());
+    xprToTga(host, writeBundle(dir, w), "base");
+  }
+  EXPECT_EQ(host.printed, "   1: env (Cubemap)\n");
+  const char* faces[] = {"XP", "XN", "YP", "YN", "ZP", "ZN"};
+  for (std::uint32_t f = 0; f < 6; ++f)
+    EXPECT_EQ(readFile(dir.file(std::string("env") + faces[f] + "_miptail.tga")),
+              expectedTga(16, 16, argbLevel(16, 16, 20 + f * 5)))
+        << f;
+}
+
 TEST(XprToTga, OnlyTheTopLevelIsWritten) {
   ScratchDir dir;
   XprWriter w;
