@@ -585,6 +585,13 @@ TEST(XboxConvert, EndianSwapsAndErrors) {
   EXPECT_EQ(d, (std::vector<std::uint8_t>{3, 4, 1, 2, 5}));
   xbox::endianSwap(d, xbox::Endian::Swap16In32);
   EXPECT_EQ(d, (std::vector<std::uint8_t>{1, 2, 3, 4, 5}));
+  std::vector<std::uint8_t> ten = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};  // eight at once, then units
+  xbox::endianSwap(ten, xbox::Endian::Swap8In32);
+  EXPECT_EQ(ten, (std::vector<std::uint8_t>{4, 3, 2, 1, 8, 7, 6, 5, 9, 10, 11}));
+  xbox::endianSwap(ten, xbox::Endian::Swap16In32);
+  EXPECT_EQ(ten, (std::vector<std::uint8_t>{2, 1, 4, 3, 6, 5, 8, 7, 9, 10, 11}));
+  xbox::endianSwap(ten, xbox::Endian::Swap8In16);
+  EXPECT_EQ(ten, (std::vector<std::uint8_t>{1, 2, 3, 4, 5, 6, 7, 8, 10, 9, 11}));
   EXPECT_THROW(convertRow({1, 2, 3}, 0x18280086, 1, 1), Error);        // too short
   EXPECT_THROW(convertRow(std::vector<std::uint8_t>(64), 0x0D, 2, 2), Error);  // EDRAM format
   EXPECT_THROW(xbox::convertToBgra(std::vector<std::uint8_t>(8), 4, 2, 2, 0x18280086), Error);  // pitch < row
