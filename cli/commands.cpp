@@ -12,6 +12,7 @@ int runSkyFile(Host& host, const std::vector<std::string>& args);
 int runBtcToTga(Host& host, const std::vector<std::string>& args);
 int runExtract(Host& host, const std::vector<std::string>& args);
 int runMesh(Host& host, const std::vector<std::string>& args);
+int runXprToTga(Host& host, const std::vector<std::string>& args);
 
 const std::vector<Command>& commands() {
   static const std::vector<Command> table = {
@@ -42,6 +43,10 @@ const std::vector<Command>& commands() {
        "write the game's OUTPUT_DIR/NAME.XYZ geometry and OUTPUT_DIR/NAME.MAP textures of a DirectX .x mesh "
        "(NAME: the mesh's name up to its last \".X\"; OUTPUT_DIR without a trailing separator)",
        2, 2, runMesh},
+      {"xpr2tga", nullptr, "BUNDLE.xpr BASE_NAME",
+       "write the top level of each texture of an Xbox 360 bundle as BASE_NAME.tga (cube textures as "
+       "NAME<face>.tga) and its user data as NAME.bin",
+       2, 2, runXprToTga},
   };
   return table;
 }

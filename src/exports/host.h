@@ -25,6 +25,8 @@ class Host {
   virtual std::optional<std::string> openFileDialog(const std::string& initial) = 0;
   // Text on standard output, exactly as given.
   virtual void print(std::string_view text) = 0;
+  // Text on standard error, exactly as given: notes about input a tool passes over.
+  virtual void printError(std::string_view text);
   // Ends the whole process with `status`, as the mesh exporter's fatal paths require.
   [[noreturn]] virtual void exitProcess(int status) = 0;
 };

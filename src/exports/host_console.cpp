@@ -57,6 +57,12 @@ void ConsoleHost::print(std::string_view text) {
   std::fflush(stdout);
 }
 
+void Host::printError(std::string_view text) {
+  std::fflush(stdout);
+  std::fwrite(text.data(), 1, text.size(), stderr);
+  std::fflush(stderr);
+}
+
 void ConsoleHost::exitProcess(int status) {
   std::fflush(stdout);
   std::exit(status);

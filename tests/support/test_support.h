@@ -25,6 +25,7 @@ class RecordingHost : public Host {
   };
   std::vector<Box> boxes;
   std::string printed;
+  std::string printedErrors;
   std::string executable = "/opt/frontend/frontend.exe";
   std::vector<std::string> createdFolders;
   std::optional<std::string> dialogAnswer;  // what the open-file dialog returns
@@ -41,6 +42,7 @@ class RecordingHost : public Host {
     return dialogAnswer;
   }
   void print(std::string_view text) override { printed += text; }
+  void printError(std::string_view text) override { printedErrors += text; }
   [[noreturn]] void exitProcess(int status) override { throw ProcessExit{status}; }
 };
 

@@ -1,0 +1,598 @@
+// Conversion of every Xbox 360 texture format to 32-bit B,G,R,A: known images encoded by
+// the test bundle writer, stored tiled and linear, read back through the bundle reader and
+// the level converter; and the channel rules pinned on hand-made texels.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <functional>
+
+#include "d3dutil/xbox_convert.h"
+#include "formats/error.h"
+#include "formats/xpr_bundle.h"
+#include "support/test_support.h"
+#include "support/xpr_writer.h"
+#include "xbox/xpr_to_tga.h"
+
+using namespace vellmark;
+using namespace vellmark::test;
+
+namespace {
+
+using Pixel = std::array<std::uint8_t, 4>;  // R, G, B, A of the source image
+
+// A real photograph with real transparency, cut at an odd place.
+struct SourceImage {
+  std::vector<std::uint8_t> tga = loadData("textures/leaf_branch_256x512_rgba32.tga.gz");
+  Pixel at(std::uint32_t x, std::uint32_t y) const {
+    const std::size_t i = 18 + (std::size_t{(y * 7 + 131) % 512} * 256 + (x * 3 + 17) % 256) * 4;
+    return {tga[i + 2], tga[i + 1], tga[i], tga[i + 3]};
+  }
+};
+
+const SourceImage& source() {
+  static const SourceImage image;
+  return image;
+}
+
+// What a format's texels decode to, before the swizzle: data components X, Y, Z, W.
+using Comps = std::array<int, 4>;
+constexpr int kAbsent = -1;
+
+struct Encoded {
+  std::uint32_t width = 0, height = 0;
+  std::vector<std::uint8_t> texels;  // little-endian rows of blocks
+  std::vector<Comps> expected;       // per texel, components as 8-bit values or kAbsent
+};
+
+// ---- expected channel values, written out per width --------------------------------------
+
+int widenedUnsigned(std::uint32_t raw, unsigned bits) {
+  switch (bits) {
+    case 1: return static_cast<int>(raw * 255);
+    case 2: return static_cast<int>(raw * 85);
+    case 4: return static_cast<int>(raw * 17);
+    case 5: return static_cast<int>((raw << 3) | (raw >> 2));
+    case 6: return static_cast<int>((raw << 2) | (raw >> 4));
+    case 8: return static_cast<int>(raw);
+    default: return static_cast<int>(raw >> (bits - 8));
+  }
+}
+
+int signedToUnit(std::int64_t value, unsigned bits) {
+  const double max = static_cast<double>((std::int64_t{1} << (bits - 1)) - 1);
+  const double f = std::max(-1.0, static_cast<double>(value) / max);
+  return static_cast<int>(std::floor((f + 1.0) / 2.0 * 255.0 + 0.5));
+}
+
+// ---- plain formats ---------------------------------------------------------------------
+
+enum class Num { Fixed, Half, Single, Depth20e4 };
+struct PlainFormat {
+  Num num;
+  unsigned texelBytes;
+  std::vector<std::pair<unsigned, unsigned>> fields;  // shift, bits
+};
+
+void putBits(std::vector<std::uint8_t>& texel, unsigned shift, unsigned bits, std::uint64_t value) {
+  for (unsigned b = 0; b < bits; ++b)
+    if ((value >> b) & 1) texel[(shift + b) / 8] |= static_cast<std::uint8_t>(1u << ((shift + b) % 8));
+}
+
+// k / 256 for k in 0..255 as a half, a single and the depth format's 20e4 float.
+std::uint32_t fractionAsFloat(unsigned k, unsigned exponentBias, unsigned mantissaBits) {
+  if (k == 0) return 0;
+  unsigned e = 7;
+  while (!(k >> e)) --e;
+  const std::uint32_t exponent = e - 8 + exponentBias;
+  const std::uint32_t mantissa = (k - (1u << e)) << (mantissaBits - e);
+  return (exponent << mantissaBits) | mantissa;
+}
+
+Encoded encodePlain(std::uint32_t format, const PlainFormat& pf, std::uint32_t w, std::uint32_t h, unsigned blockWidth = 1) {
+  Encoded e{w, h, {}, {}};
+  const std::uint32_t padded = (w + blockWidth - 1) / blockWidth * blockWidth;
+  for (std::uint32_t y = 0; y < h; ++y) {
+    for (std::uint32_t x = 0; x < padded; ++x) {
+      const Pixel p = source().at(x, y);
+      std::vector<std::uint8_t> texel(pf.texelBytes, 0);
+      Comps c = {kAbsent, kAbsent, kAbsent, kAbsent};
+      for (unsigned i = 0; i < pf.fields.size(); ++i) {
+        const auto [shift, bits] = pf.fields[i];
+        const unsigned sign = (format >> (9 + 2 * i)) & 3;
+        const std::uint64_t noise = (x * 7 + y * 3 + i) & ((bits > 8 ? (1ull << (bits - 8)) : 1ull) - 1);
+        if (pf.num == Num::Half || pf.num == Num::Single || pf.num == Num::Depth20e4) {
+          const std::uint32_t raw = pf.num == Num::Half     ? fractionAsFloat(p[i], 15, 10)
+                                    : pf.num == Num::Single ? fractionAsFloat(p[i], 127, 23)
+                                                            : fractionAsFloat(p[i], 15, 20);
+          putBits(texel, shift, bits, raw);
+          c[i] = static_cast<int>(std::floor(p[i] / 256.0 * 255.0 + 0.5));
+        } else if (sign == 1) {
+          const std::int64_t s = (bits >= 8) ? (std::int64_t{p[i] - 128} << (bits - 8)) | static_cast<std::int64_t>(noise)
+                                             : std::int64_t{p[i] - 128} >> (8 - bits);
+          putBits(texel, shift, bits, static_cast<std::uint64_t>(s) & ((bits == 64 ? 0 : (1ull << bits)) - 1));
+          c[i] = signedToUnit(s, bits);
+        } else {
+          const std::uint64_t raw = bits >= 8 ? (std::uint64_t{p[i]} << (bits - 8)) | noise : p[i] >> (8 - bits);
+          putBits(texel, shift, bits, raw);
+          c[i] = widenedUnsigned(static_cast<std::uint32_t>(raw), bits);
+        }
+      }
+      e.texels.insert(e.texels.end(), texel.begin(), texel.end());
+      if (x < w) e.expected.push_back(c);
+    }
+  }
+  return e;
+}
+
+// ---- block formats ---------------------------------------------------------------------
+
+std::uint16_t to565(const Pixel& p) {
+  return static_cast<std::uint16_t>(((p[0] >> 3) << 11) | ((p[1] >> 2) << 5) | (p[2] >> 3));
+}
+Comps from565(std::uint16_t c) {
+  const unsigned r = c >> 11, g = (c >> 5) & 63, b = c & 31;
+  return {static_cast<int>((r << 3) | (r >> 2)), static_cast<int>((g << 2) | (g >> 4)),
+          static_cast<int>((b << 3) | (b >> 2)), 255};
+}
+
+enum class Block { Dxt1, Dxt3, Dxt5, Dxn, Dxt5A, Dxt3A, Dxt3A1111, Ctx1 };
+
+// Two endpoints and indices 0/1 only, so that every texel decodes to an endpoint.
+void encodeEndpointBlock(const std::array<int, 16>& values, std::vector<std::uint8_t>& out, std::array<int, 16>& decoded) {
+  const int hi = *std::max_element(values.begin(), values.end());
+  const int lo = *std::min_element(values.begin(), values.end());
+  out.push_back(static_cast<std::uint8_t>(hi));
+  out.push_back(static_cast<std::uint8_t>(lo));
+  std::uint64_t codes = 0;
+  for (int t = 0; t < 16; ++t) {
+    const bool low = values[t] - lo < hi - values[t];
+    codes |= std::uint64_t{low ? 1u : 0u} << (3 * t);
+    decoded[t] = low ? lo : hi;
+  }
+  for (int i = 0; i < 6; ++i) out.push_back(static_cast<std::uint8_t>(codes >> (8 * i)));
+}
+
+void encodeColourBlock(const std::array<Pixel, 16>& px, std::vector<std::uint8_t>& out, std::array<Comps, 16>& decoded) {
+  std::uint16_t c0 = 0, c1 = 0xFFFF;
+  int bright = -1, dark = 1 << 20;
+  for (const auto& p : px) {
+    const int sum = p[0] + p[1] + p[2];
+    if (sum > bright) bright = sum, c0 = to565(p);
+    if (sum < dark) dark = sum, c1 = to565(p);
+  }
+  if (c0 < c1) std::swap(c0, c1);
+  appendU16(out, c0);
+  appendU16(out, c1);
+  std::uint32_t indices = 0;
+  const Comps e0 = from565(c0), e1 = from565(c1);
+  for (int t = 0; t < 16; ++t) {
+    auto distance = [&](const Comps& e) {
+      return std::abs(e[0] - px[t][0]) + std::abs(e[1] - px[t][1]) + std::abs(e[2] - px[t][2]);
+    };
+    const bool second = distance(e1) < distance(e0);
+    indices |= (second ? 1u : 0u) << (2 * t);
+    decoded[t] = second ? e1 : e0;
+  }
+  appendU32(out, indices);
+}
+
+Encoded encodeBlocks(Block kind, std::uint32_t w, std::uint32_t h) {
+  Encoded e{w, h, {}, std::vector<Comps>(std::size_t{w} * h)};
+  for (std::uint32_t by = 0; by < (h + 3) / 4; ++by) {
+    for (std::uint32_t bx = 0; bx < (w + 3) / 4; ++bx) {
+      std::array<Pixel, 16> px;
+      for (int t = 0; t < 16; ++t) px[t] = source().at(bx * 4 + t % 4, by * 4 + t / 4);
+      std::array<Comps, 16> d;
+      d.fill({kAbsent, kAbsent, kAbsent, kAbsent});
+      auto channel = [&](int c) {
+        std::array<int, 16> v;
+        for (int t = 0; t < 16; ++t) v[t] = px[t][c];
+        return v;
+      };
+      auto endpoints = [&](int c, int slot) {
+        std::array<int, 16> out;
+        encodeEndpointBlock(channel(c), e.texels, out);
+        for (int t = 0; t < 16; ++t) d[t][slot] = out[t];
+      };
+      auto nibbles = [&](const std::function<unsigned(int)>& code, const std::function<void(int, unsigned)>& expect) {
+        std::uint64_t bits = 0;
+        for (int t = 0; t < 16; ++t) {
+          bits |= std::uint64_t{code(t)} << (4 * t);
+          expect(t, code(t));
+        }
+        for (int i = 0; i < 8; ++i) e.texels.push_back(static_cast<std::uint8_t>(bits >> (8 * i)));
+      };
+      switch (kind) {
+        case Block::Dxt1: encodeColourBlock(px, e.texels, d); break;
+        case Block::Dxt3:
+          nibbles([&](int t) { return px[t][3] >> 4u; }, [&](int t, unsigned n) { d[t][3] = static_cast<int>(n * 17); });
+          { std::array<Comps, 16> colour; encodeColourBlock(px, e.texels, colour);
+            for (int t = 0; t < 16; ++t) for (int c = 0; c < 3; ++c) d[t][c] = colour[t][c]; }
+          break;
+        case Block::Dxt5:
+          endpoints(3, 3);
+          { std::array<Comps, 16> colour; encodeColourBlock(px, e.texels, colour);
+            for (int t = 0; t < 16; ++t) for (int c = 0; c < 3; ++c) d[t][c] = colour[t][c]; }
+          break;
+        case Block::Dxn: endpoints(0, 0); endpoints(1, 1); break;
+        case Block::Dxt5A: endpoints(0, 0); break;
+        case Block::Dxt3A:
+          nibbles([&](int t) { return px[t][0] >> 4u; }, [&](int t, unsigned n) { d[t][0] = static_cast<int>(n * 17); });
+          break;
+        case Block::Dxt3A1111:
+          nibbles([&](int t) { return (px[t][0] >> 7) | (px[t][1] >> 7) << 1 | (px[t][2] >> 7) << 2 | (px[t][3] >> 7) << 3; },
+                  [&](int t, unsigned n) { for (int c = 0; c < 4; ++c) d[t][c] = (n >> c) & 1 ? 255 : 0; });
+          break;
+        case Block::Ctx1: {
+          // Endpoints (X, Y) = (red, green) of the brightest and darkest texel.
+          int hi = 0, lo = 0;
+          for (int t = 1; t < 16; ++t) {
+            if (px[t][0] + px[t][1] > px[hi][0] + px[hi][1]) hi = t;
+            if (px[t][0] + px[t][1] < px[lo][0] + px[lo][1]) lo = t;
+          }
+          appendU16(e.texels, static_cast<std::uint16_t>(px[hi][0] << 8 | px[hi][1]));
+          appendU16(e.texels, static_cast<std::uint16_t>(px[lo][0] << 8 | px[lo][1]));
+          std::uint32_t indices = 0;
+          for (int t = 0; t < 16; ++t) {
+            auto dist = [&](int s) { return std::abs(px[s][0] - px[t][0]) + std::abs(px[s][1] - px[t][1]); };
+            const int pick = dist(lo) < dist(hi) ? lo : hi;
+            indices |= (pick == lo ? 1u : 0u) << (2 * t);
+            d[t][0] = px[pick][0];
+            d[t][1] = px[pick][1];
+          }
+          appendU32(e.texels, indices);
+          break;
+        }
+      }
+      for (int t = 0; t < 16; ++t) {
+        const std::uint32_t x = bx * 4 + t % 4, y = by * 4 + t / 4;
+        if (x < w && y < h) e.expected[std::size_t{y} * w + x] = d[t];
+      }
+    }
+  }
+  return e;
+}
+
+// ---- 4:2:2 pairs -------------------------------------------------------------------------
+
+Encoded encodePairs(bool crFirst, bool toRgb, std::uint32_t w, std::uint32_t h) {
+  Encoded e{w, h, {}, {}};
+  for (std::uint32_t y = 0; y < h; ++y) {
+    for (std::uint32_t x = 0; x < w; x += 2) {
+      const Pixel a = source().at(x, y), b = source().at(x + 1, y);
+      const std::uint8_t y0 = a[1], y1 = b[1], cb = a[2], cr = a[0];
+      if (crFirst) e.texels.insert(e.texels.end(), {y0, cb, y1, cr});
+      else e.texels.insert(e.texels.end(), {cb, y0, cr, y1});
+      for (std::uint8_t luma : {y0, y1}) {
+        if (e.expected.size() == std::size_t{y + 1} * w) break;
+        if (!toRgb) {
+          e.expected.push_back({cr, luma, cb, kAbsent});
+          continue;
+        }
+        const double c = luma - 16, d = cb - 128, f = cr - 128;
+        auto clip = [](double v) { return static_cast<int>(std::clamp(std::floor(v), 0.0, 255.0)); };
+        e.expected.push_back({clip((298 * c + 409 * f + 128) / 256), clip((298 * c - 100 * d - 208 * f + 128) / 256),
+                              clip((298 * c + 516 * d + 128) / 256), 255});
+      }
+    }
+  }
+  return e;
+}
+
+// ---- the round trip ----------------------------------------------------------------------
+
+std::vector<std::uint8_t> expectedBgra(const Encoded& e, std::uint32_t format) {
+  std::vector<std::uint8_t> out;
+  for (const Comps& c : e.expected) {
+    int rgba[4];
+    for (int ch = 0; ch < 4; ++ch) {
+      const unsigned s = (format >> (18 + 3 * ch)) & 7;
+      rgba[ch] = s < 4 ? (c[s] == kAbsent ? 255 : c[s]) : s == 4 ? 0 : 255;
+    }
+    std::uint32_t pixel = static_cast<std::uint32_t>(rgba[3] << 24 | rgba[0] << 16 | rgba[1] << 8 | rgba[2]);
+    const std::uint32_t mask = xprChannelMask(format);
+    if (mask != 0xFFFFFFFF) pixel = (pixel & mask) | ((mask >> 24) ? 0 : 0xFF000000u);
+    appendU32(out, pixel);
+  }
+  return out;
+}
+
+std::vector<std::uint8_t> roundTrip(std::uint32_t format, const Encoded& e) {
+  XprWriter writer;
+  XprTexture t;
+  t.width = e.width;
+  t.height = e.height;
+  t.format = format;
+  t.texels = {{e.texels}};
+  writer.addTexture("t", t);
+  const auto file = writer.build();
+  auto parsed = parseXprBundle(file, "bundle");
+  EXPECT_TRUE(parsed.bundle.has_value());
+  const auto header = xprTextureHeader(*parsed.bundle, parsed.bundle->directory[0]);
+  EXPECT_EQ(header.format(), format);
+  return convertXprTextureLevel(*parsed.bundle, header, 0, 0).pixels;
+}
+
+struct FormatCase {
+  const char* name;
+  std::uint32_t code;  // linear code; the tiled one adds 0x100
+  std::function<Encoded(std::uint32_t code, std::uint32_t w, std::uint32_t h)> encode;
+  bool tileable = true;
+};
+
+std::function<Encoded(std::uint32_t, std::uint32_t, std::uint32_t)> plain(PlainFormat pf, unsigned blockWidth = 1) {
+  return [pf, blockWidth](std::uint32_t code, std::uint32_t w, std::uint32_t h) { return encodePlain(code, pf, w, h, blockWidth); };
+}
+std::function<Encoded(std::uint32_t, std::uint32_t, std::uint32_t)> blocks(Block b) {
+  return [b](std::uint32_t, std::uint32_t w, std::uint32_t h) { return encodeBlocks(b, w, h); };
+}
+
+const PlainFormat k8{Num::Fixed, 1, {{0, 8}}};
+const PlainFormat k1555{Num::Fixed, 2, {{0, 5}, {5, 5}, {10, 5}, {15, 1}}};
+const PlainFormat k565{Num::Fixed, 2, {{0, 5}, {5, 6}, {11, 5}}};
+const PlainFormat k655{Num::Fixed, 2, {{0, 5}, {5, 5}, {10, 6}}};
+const PlainFormat k8888{Num::Fixed, 4, {{0, 8}, {8, 8}, {16, 8}, {24, 8}}};
+const PlainFormat k2101010{Num::Fixed, 4, {{0, 10}, {10, 10}, {20, 10}, {30, 2}}};
+const PlainFormat k88{Num::Fixed, 2, {{0, 8}, {8, 8}}};
+const PlainFormat k4444{Num::Fixed, 2, {{0, 4}, {4, 4}, {8, 4}, {12, 4}}};
+const PlainFormat k101111{Num::Fixed, 4, {{0, 11}, {11, 11}, {22, 10}}};
+const PlainFormat k111110{Num::Fixed, 4, {{0, 10}, {10, 11}, {21, 11}}};
+const PlainFormat k248{Num::Fixed, 4, {{8, 24}}};
+const PlainFormat k248Float{Num::Depth20e4, 4, {{8, 24}}};
+const PlainFormat k16{Num::Fixed, 2, {{0, 16}}};
+const PlainFormat k1616{Num::Fixed, 4, {{0, 16}, {16, 16}}};
+const PlainFormat k16x4{Num::Fixed, 8, {{0, 16}, {16, 16}, {32, 16}, {48, 16}}};
+const PlainFormat kHalf1{Num::Half, 2, {{0, 16}}};
+const PlainFormat kHalf2{Num::Half, 4, {{0, 16}, {16, 16}}};
+const PlainFormat kHalf4{Num::Half, 8, {{0, 16}, {16, 16}, {32, 16}, {48, 16}}};
+const PlainFormat k32{Num::Fixed, 4, {{0, 32}}};
+const PlainFormat k3232{Num::Fixed, 8, {{0, 32}, {32, 32}}};
+const PlainFormat k32x4{Num::Fixed, 16, {{0, 32}, {32, 32}, {64, 32}, {96, 32}}};
+const PlainFormat kFloat1{Num::Single, 4, {{0, 32}}};
+const PlainFormat kFloat2{Num::Single, 8, {{0, 32}, {32, 32}}};
+const PlainFormat kFloat3{Num::Single, 12, {{0, 32}, {32, 32}, {64, 32}}};
+const PlainFormat kFloat4{Num::Single, 16, {{0, 32}, {32, 32}, {64, 32}, {96, 32}}};
+
+constexpr std::array<unsigned, 4> kU = {0, 0, 0, 0};
+constexpr std::array<unsigned, 4> kXYZW = {0, 1, 2, 3};
+constexpr std::array<unsigned, 4> kZYXW = {2, 1, 0, 3};
+
+// Linear format codes of every format family; names as the console's headers give them.
+std::vector<FormatCase> allFormats() {
+  return {
+      {"A8", 0x04900002, plain(k8)},
+      {"L8", 0x28000002, plain(k8)},
+      {"8_A", makeFormat(8, 0, kU, false, {0, 0, 0, 5}, false), plain(k8)},
+      {"8_B", makeFormat(9, 0, kU, false, {0, 0, 0, 5}, false), plain(k8)},
+      {"A1R5G5B5", 0x18280043, plain(k1555)},
+      {"X1R5G5B5", 0x28280043, plain(k1555)},
+      {"R5G6B5", 0x28280044, plain(k565)},
+      {"R6G5B5", 0x28280045, plain(k655)},
+      {"L6V5U5", 0x2A200A45, plain(k655)},
+      {"A8R8G8B8", 0x18280086, plain(k8888)},
+      {"X8R8G8B8", 0x28280086, plain(k8888)},
+      {"A8B8G8R8", 0x1A200086, plain(k8888)},
+      {"X8L8V8U8", 0x2A200A86, plain(k8888)},
+      {"Q8W8V8U8", 0x1A20AA86, plain(k8888)},
+      {"8_8_8_8_A", makeFormat(14, 2, kU, false, kZYXW, false), plain(k8888)},
+      {"8_8_8_8_AS_16_16_16_16", makeFormat(50, 2, kU, false, kZYXW, false), plain(k8888)},
+      {"2_10_10_10", makeFormat(7, 2, kU, false, kZYXW, false), plain(k2101010)},
+      {"A2R10G10B10", 0x182800B6, plain(k2101010)},
+      {"A8L8", 0x0800004A, plain(k88)},
+      {"V8U8", 0x2D20AA4A, plain(k88)},
+      {"32_AS_8", makeFormat(39, 2, kU, false, {0, 0, 0, 5}, false), plain(k8, 4)},
+      {"32_AS_8_8", makeFormat(40, 2, kU, false, {0, 0, 0, 1}, false), plain(k88, 2)},
+      {"A4R4G4B4", 0x1828004F, plain(k4444)},
+      {"10_11_11", makeFormat(16, 2, kU, false, kZYXW, false), plain(k101111)},
+      {"11_11_10", makeFormat(17, 2, kU, false, kZYXW, false), plain(k111110)},
+      {"R10G11B11", 0x282800B7, plain(k101111)},
+      {"R11G11B10", 0x282800B8, plain(k111110)},
+      {"W11V11U10", 0x2A20AAB8, plain(k111110)},
+      {"D24X8", 0x2DA00096, plain(k248)},
+      {"D24FS8", 0x1A220097, plain(k248Float)},
+      {"L16", 0x28000058, plain(k16)},
+      {"D16", 0x1A220058, plain(k16)},
+      {"G16R16", 0x2D200099, plain(k1616)},
+      {"V16U16", 0x2D20AA99, plain(k1616)},
+      {"A16B16G16R16", 0x1A20005A, plain(k16x4)},
+      {"16_EXPAND", makeFormat(27, 1, {1, 1, 1, 1}, true, {0, 5, 5, 5}, false), plain(kHalf1)},
+      {"16_16_EXPAND", makeFormat(28, 2, {1, 1, 1, 1}, true, {0, 1, 5, 5}, false), plain(kHalf2)},
+      {"16_16_16_16_EXPAND", makeFormat(29, 1, {1, 1, 1, 1}, true, kXYZW, false), plain(kHalf4)},
+      {"R16F", 0x2DA2AA5E, plain(kHalf1)},
+      {"G16R16F", 0x2D22AA9F, plain(kHalf2)},
+      {"A16B16G16R16F", 0x1A22AA60, plain(kHalf4)},
+      {"D32", 0x1A2200A1, plain(k32)},
+      {"32_32", makeFormat(34, 2, kU, false, {0, 1, 5, 5}, false), plain(k3232)},
+      {"32_32_32_32", makeFormat(35, 2, kU, false, kXYZW, false), plain(k32x4)},
+      {"R32F", 0x2DA2AAA4, plain(kFloat1)},
+      {"G32R32F", 0x2D22AAA5, plain(kFloat2)},
+      {"A32B32G32R32F", 0x1A22AAA6, plain(kFloat4)},
+      {"32_32_32_FLOAT", makeFormat(57, 2, {1, 1, 1, 1}, true, {0, 1, 2, 5}, false), plain(kFloat3), false},
+      {"DXT1", 0x1A200052, blocks(Block::Dxt1)},
+      {"DXT1_AS_16_16_16_16", makeFormat(51, 1, kU, false, kXYZW, false), blocks(Block::Dxt1)},
+      {"DXT2_3", 0x1A200053, blocks(Block::Dxt3)},
+      {"DXT2_3_AS_16_16_16_16", makeFormat(52, 1, kU, false, kXYZW, false), blocks(Block::Dxt3)},
+      {"DXT4_5", 0x1A200054, blocks(Block::Dxt5)},
+      {"DXT4_5_AS_16_16_16_16", makeFormat(53, 1, kU, false, kXYZW, false), blocks(Block::Dxt5)},
+      {"DXN", 0x1A200071, blocks(Block::Dxn)},
+      {"DXT3A", 0x1A20007A, blocks(Block::Dxt3A)},
+      {"DXT5A", 0x1A20007B, blocks(Block::Dxt5A)},
+      {"CTX1", 0x1A20007C, blocks(Block::Ctx1)},
+      {"DXT3A_AS_1_1_1_1", 0x1A20007D, blocks(Block::Dxt3A1111)},
+      {"YUY2", 0x1A20004B, [](std::uint32_t, std::uint32_t w, std::uint32_t h) { return encodePairs(true, true, w, h); }},
+      {"UYVY", 0x1A20004C, [](std::uint32_t, std::uint32_t w, std::uint32_t h) { return encodePairs(false, true, w, h); }},
+      {"R8G8_B8G8", 0x1828004B, [](std::uint32_t, std::uint32_t w, std::uint32_t h) { return encodePairs(true, false, w, h); }},
+      {"G8R8_G8B8", 0x1828004C, [](std::uint32_t, std::uint32_t w, std::uint32_t h) { return encodePairs(false, false, w, h); }},
+  };
+}
+
+}  // namespace
+
+TEST(XboxConvert, EveryFormatComesBackFromTiledAndLinearBundles) {
+  // Sizes that are no multiple of 32 blocks (nor of the block size), and a multiple.
+  const std::pair<std::uint32_t, std::uint32_t> sizes[] = {{37, 21}, {150, 70}, {64, 32}};
+  for (const auto& f : allFormats()) {
+    for (bool tiled : {false, true}) {
+      if (tiled && !f.tileable) continue;
+      const std::uint32_t code = f.code | (tiled ? 0x100u : 0u);
+      for (const auto& [w, h] : sizes) {
+        const Encoded e = f.encode(code, w, h);
+        const auto expected = expectedBgra(e, code);
+        const auto got = roundTrip(code, e);
+        ASSERT_EQ(got.size(), expected.size()) << f.name;
+        std::size_t firstBad = got.size();
+        for (std::size_t i = 0; i < got.size() && firstBad == got.size(); ++i)
+          if (got[i] != expected[i]) firstBad = i;
+        EXPECT_EQ(firstBad, got.size()) << f.name << (tiled ? " tiled " : " linear ") << w << "x" << h << ": texel "
+                                        << firstBad / 4 << " byte " << firstBad % 4 << " is "
+                                        << int(got[firstBad < got.size() ? firstBad : 0]) << ", expected "
+                                        << int(expected[firstBad < got.size() ? firstBad : 0]);
+      }
+    }
+  }
+}
+
+namespace {
+
+std::vector<std::uint8_t> convertRow(const std::vector<std::uint8_t>& stored, std::uint32_t format, std::uint32_t w,
+                                     std::uint32_t h) {
+  return xbox::convertToBgra(stored, stored.size(), w, h, format);
+}
+
+}  // namespace
+
+TEST(XboxConvert, ComponentsFollowTheSwizzleNotTheName) {
+  // The console stores A=11 R=22 G=33 B=44 as 11 22 33 44.
+  const std::vector<std::uint8_t> stored = {0x11, 0x22, 0x33, 0x44};
+  EXPECT_EQ(convertRow(stored, 0x18280086, 1, 1), (std::vector<std::uint8_t>{0x44, 0x33, 0x22, 0x11}));  // A8R8G8B8
+  EXPECT_EQ(convertRow(stored, 0x28280086, 1, 1), (std::vector<std::uint8_t>{0x44, 0x33, 0x22, 0xFF}));  // X8R8G8B8
+  EXPECT_EQ(convertRow(stored, 0x1A200086, 1, 1), (std::vector<std::uint8_t>{0x22, 0x33, 0x44, 0x11}));  // A8B8G8R8
+  // No swap for one-byte formats, and the constants 0 and 1 of the swizzle.
+  EXPECT_EQ(convertRow({0x80}, 0x04900002, 1, 1), (std::vector<std::uint8_t>{0, 0, 0, 0x80}));     // A8
+  EXPECT_EQ(convertRow({0x80}, 0x28000002, 1, 1), (std::vector<std::uint8_t>{0x80, 0x80, 0x80, 0xFF}));  // L8
+  // Missing components read as 255: DXT5A's X feeds red, the rest is full.
+  EXPECT_EQ(convertRow({0x40, 0x40, 0, 0, 0, 0, 0, 0}, 0x1A20007B, 1, 1), (std::vector<std::uint8_t>{255, 255, 0x40, 255}));
+}
+
+TEST(XboxConvert, NarrowChannelsRepeatTheirBitsAndWideOnesKeepTheTop) {
+  // R5G6B5 red 0x13, green 0x2A, blue 0x07, stored with its bytes swapped.
+  const std::uint16_t word = (0x13 << 11) | (0x2A << 5) | 0x07;
+  const std::vector<std::uint8_t> stored = {static_cast<std::uint8_t>(word >> 8), static_cast<std::uint8_t>(word)};
+  EXPECT_EQ(convertRow(stored, 0x28280044, 1, 1), (std::vector<std::uint8_t>{0x39, 0xAA, 0x9C, 0xFF}));
+  // 2_10_10_10: 10-bit 0x3FF -> 255, 0x201 -> 0x80; the 2-bit alpha 1 -> 85.
+  const std::uint32_t w = 0x3FFu | (0x201u << 10) | (0x0FFu << 20) | (1u << 30);
+  const std::vector<std::uint8_t> s2 = {static_cast<std::uint8_t>(w >> 24), static_cast<std::uint8_t>(w >> 16),
+                                        static_cast<std::uint8_t>(w >> 8), static_cast<std::uint8_t>(w)};
+  EXPECT_EQ(convertRow(s2, 0x1A200087, 1, 1), (std::vector<std::uint8_t>{0x3F, 0x80, 0xFF, 85}));
+}
+
+TEST(XboxConvert, SignedChannelsMapMinusOneToOneOntoTheByteRange) {
+  // V8U8 (bytes swapped in 16-bit units): U in the low byte, V in the high byte.
+  const std::pair<std::uint8_t, std::uint8_t> cases[] = {{0x80, 0}, {0x81, 0}, {0x00, 128}, {0x7F, 255}, {0x40, 192}};
+  for (const auto& [raw, expected] : cases) {
+    const auto out = convertRow({0x00, raw}, 0x2D20AA4A, 1, 1);
+    EXPECT_EQ(out[2], expected) << int(raw);  // red = U
+    EXPECT_EQ(out[1], 128);                   // green = V = 0
+    EXPECT_EQ(out[0], 255);                   // blue and alpha are the constant 1
+  }
+}
+
+TEST(XboxConvert, FloatChannelsClampAndRound) {
+  // R16F half floats (swapped in 16-bit units): 0.5, -2, 3, NaN, +infinity.
+  const std::pair<std::uint16_t, std::uint8_t> cases[] = {{0x3800, 128}, {0xC000, 0}, {0x4200, 255}, {0x7E00, 255}, {0x7C00, 255}};
+  for (const auto& [half, expected] : cases) {
+    const auto out = convertRow({static_cast<std::uint8_t>(half >> 8), static_cast<std::uint8_t>(half)}, 0x2DA2AA5E, 1, 1);
+    EXPECT_EQ(out[2], expected) << std::hex << half;
+  }
+  // 32-bit float 0.25 -> 64 (63.75 rounded half up).
+  const std::vector<std::uint8_t> quarter = {0x3E, 0x80, 0x00, 0x00};
+  EXPECT_EQ(convertRow(quarter, 0x2DA2AAA4, 1, 1)[2], 64);
+}
+
+TEST(XboxConvert, DxtBlocksInterpolateWithTruncation) {
+  // Colour 0 pure red, colour 1 pure blue; stored with bytes swapped in 16-bit units.
+  std::vector<std::uint8_t> block = {0xF8, 0x00, 0x00, 0x1F, 0x00, 0x00, 0x00, 0x00};
+  auto out = convertRow(block, 0x1A200052, 4, 4);
+  for (std::size_t t = 0; t < 16; ++t) EXPECT_EQ(std::vector<std::uint8_t>(out.begin() + t * 4, out.begin() + t * 4 + 4),
+                                                 (std::vector<std::uint8_t>{0x00, 0x00, 0xFF, 0xFF}));
+  block = {0xF8, 0x00, 0x00, 0x1F, 0xAA, 0xAA, 0xAA, 0xAA};  // every index 2: (2 c0 + c1) / 3
+  out = convertRow(block, 0x1A200052, 4, 4);
+  EXPECT_EQ(std::vector<std::uint8_t>(out.begin(), out.begin() + 4), (std::vector<std::uint8_t>{85, 0, 170, 255}));
+  // Colour 0 <= colour 1: three colours, index 2 the mean, index 3 transparent black.
+  block = {0x00, 0x1F, 0xF8, 0x00, 0x00, 0xFE, 0x00, 0x00};  // texel 0 index 2, texel 1 index 3
+  out = convertRow(block, 0x1A200052, 4, 4);
+  EXPECT_EQ(std::vector<std::uint8_t>(out.begin(), out.begin() + 4), (std::vector<std::uint8_t>{127, 0, 127, 255}));
+  EXPECT_EQ(std::vector<std::uint8_t>(out.begin() + 4, out.begin() + 8), (std::vector<std::uint8_t>{0, 0, 0, 0}));
+  // DXT3 colour blocks always have four colours.
+  std::vector<std::uint8_t> dxt3(8, 0xFF);
+  dxt3.insert(dxt3.end(), {0x00, 0x1F, 0xF8, 0x00, 0x00, 0x02, 0x00, 0x00});  // index 2, c0 < c1
+  out = convertRow(dxt3, 0x1A200053, 4, 4);
+  EXPECT_EQ(std::vector<std::uint8_t>(out.begin(), out.begin() + 4), (std::vector<std::uint8_t>{170, 0, 85, 255}));
+}
+
+TEST(XboxConvert, AlphaBlocksInEightAndSixValueModes) {
+  // DXT5A: a0 255, a1 0, codes 2 (texel 0) and 7 (texel 1): 218 and 36.
+  auto texel = [](const std::vector<std::uint8_t>& out, int t) { return out[static_cast<std::size_t>(t) * 4 + 2]; };
+  std::uint64_t codes = 2 | (7 << 3);
+  std::vector<std::uint8_t> le = {255, 0};
+  for (int i = 0; i < 6; ++i) le.push_back(static_cast<std::uint8_t>(codes >> (8 * i)));
+  std::vector<std::uint8_t> stored = le;
+  for (std::size_t i = 0; i < 8; i += 2) std::swap(stored[i], stored[i + 1]);
+  auto out = convertRow(stored, 0x1A20007B, 4, 4);
+  EXPECT_EQ(texel(out, 0), 218);
+  EXPECT_EQ(texel(out, 1), 36);
+  // a0 <= a1: codes 2, 6 and 7 give (4 a0 + a1) / 5, 0 and 255.
+  codes = 2 | (6 << 3) | (7 << 6);
+  le = {0, 255};
+  for (int i = 0; i < 6; ++i) le.push_back(static_cast<std::uint8_t>(codes >> (8 * i)));
+  stored = le;
+  for (std::size_t i = 0; i < 8; i += 2) std::swap(stored[i], stored[i + 1]);
+  out = convertRow(stored, 0x1A20007B, 4, 4);
+  EXPECT_EQ(texel(out, 0), 51);
+  EXPECT_EQ(texel(out, 1), 0);
+  EXPECT_EQ(texel(out, 2), 255);
+}
+
+TEST(XboxConvert, TwoChannelBlocksKeepTheirOrder) {
+  // DXN: the first half is red, the second green; blue and alpha are absent (full).
+  std::vector<std::uint8_t> dxn = {0x10, 0x10, 0, 0, 0, 0, 0, 0, 0xE0, 0xE0, 0, 0, 0, 0, 0, 0};
+  for (std::size_t i = 0; i < 16; i += 2) std::swap(dxn[i], dxn[i + 1]);
+  auto out = convertRow(dxn, 0x1A200071, 4, 4);
+  EXPECT_EQ(std::vector<std::uint8_t>(out.begin(), out.begin() + 4), (std::vector<std::uint8_t>{0xFF, 0xE0, 0x10, 0xFF}));
+  // CTX1: each 16-bit endpoint holds X in its high byte and Y in its low byte.
+  std::vector<std::uint8_t> ctx1 = {0x40, 0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00};  // e0 = 0xC040 little-endian
+  for (std::size_t i = 0; i < 8; i += 2) std::swap(ctx1[i], ctx1[i + 1]);
+  out = convertRow(ctx1, 0x1A20007C, 4, 4);
+  EXPECT_EQ(std::vector<std::uint8_t>(out.begin(), out.begin() + 4), (std::vector<std::uint8_t>{0xFF, 0x40, 0xC0, 0xFF}));
+}
+
+TEST(XboxConvert, YuvTexelsBecomeRgbByTheStudioRangeFormula) {
+  // Y0 Cb Y1 Cr after the swap: white, black, and red.
+  auto yuy2 = [](std::uint8_t y0, std::uint8_t cb, std::uint8_t y1, std::uint8_t cr) {
+    return convertRow({cb, y0, cr, y1}, 0x1A20004B, 2, 1);
+  };
+  EXPECT_EQ(yuy2(235, 128, 16, 128), (std::vector<std::uint8_t>{255, 255, 255, 255, 0, 0, 0, 255}));
+  const auto red = yuy2(81, 90, 81, 240);
+  EXPECT_EQ(std::vector<std::uint8_t>(red.begin(), red.begin() + 4), (std::vector<std::uint8_t>{0, 0, 255, 255}));
+}
+
+TEST(XboxConvert, EndianSwapsAndErrors) {
+  std::vector<std::uint8_t> d = {1, 2, 3, 4, 5};
+  xbox::endianSwap(d, xbox::Endian::Swap8In16);
+  EXPECT_EQ(d, (std::vector<std::uint8_t>{2, 1, 4, 3, 5}));
+  xbox::endianSwap(d, xbox::Endian::Swap8In32);
+  EXPECT_EQ(d, (std::vector<std::uint8_t>{3, 4, 1, 2, 5}));
+  xbox::endianSwap(d, xbox::Endian::Swap16In32);
+  EXPECT_EQ(d, (std::vector<std::uint8_t>{1, 2, 3, 4, 5}));
+  std::vector<std::uint8_t> ten = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};  // eight at once, then units
+  xbox::endianSwap(ten, xbox::Endian::Swap8In32);
+  EXPECT_EQ(ten, (std::vector<std::uint8_t>{4, 3, 2, 1, 8, 7, 6, 5, 9, 10, 11}));
+  xbox::endianSwap(ten, xbox::Endian::Swap16In32);
+  EXPECT_EQ(ten, (std::vector<std::uint8_t>{2, 1, 4, 3, 6, 5, 8, 7, 9, 10, 11}));
+  xbox::endianSwap(ten, xbox::Endian::Swap8In16);
+  EXPECT_EQ(ten, (std::vector<std::uint8_t>{1, 2, 3, 4, 5, 6, 7, 8, 10, 9, 11}));
+  EXPECT_THROW(convertRow({1, 2, 3}, 0x18280086, 1, 1), Error);        // too short
+  EXPECT_THROW(convertRow(std::vector<std::uint8_t>(64), 0x0D, 2, 2), Error);  // EDRAM format
+  EXPECT_THROW(xbox::convertToBgra(std::vector<std::uint8_t>(8), 4, 2, 2, 0x18280086), Error);  // pitch < row
+}

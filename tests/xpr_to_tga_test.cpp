@@ -1,0 +1,303 @@
+// xpr2tga end to end: file names, the cube line, the level and tail rules, user data, the
+// channel masks, skipped formats, the failure box, the program and the library export.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include "exports/messages.h"
+#include "formats/xpr_bundle.h"
+#include "support/test_support.h"
+#include "support/xpr_writer.h"
+#include "xbox/xpr_to_tga.h"
+
+using namespace vellmark;
+using namespace vellmark::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+// Runs the tool inside `dir`, where names without a folder land.
+class InFolder {
+ public:
+  explicit InFolder(const fs::path& dir) : saved_(fs::current_path()) { fs::current_path(dir); }
+  ~InFolder() { fs::current_path(saved_); }
+
+ private:
+  fs::path saved_;
+};
+
+// An A8R8G8B8 level whose texel words are 0xAARRGGBB = f(x, y, seed), little-endian rows.
+std::vector<std::uint8_t> argbLevel(std::uint32_t w, std::uint32_t h, std::uint32_t seed) {
+  std::vector<std::uint8_t> out;
+  for (std::uint32_t y = 0; y < h; ++y)
+    for (std::uint32_t x = 0; x < w; ++x) appendU32(out, 0x80000000u | seed << 24 | (x * 9) << 16 | (y * 5) << 8 | seed * 7);
+  return out;
+}
+
+XprTexture argbTexture(std::uint32_t w, std::uint32_t h, std::uint32_t levels, std::uint32_t seed, bool tiled = true) {
+  XprTexture t;
+  t.width = w;
+  t.height = h;
+  t.levels = levels;
+  t.format = 0x18280086 | (tiled ? 0x100u : 0u);
+  std::vector<std::vector<std::uint8_t>> chain;
+  for (std::uint32_t l = 0; l < levels; ++l)
+    chain.push_back(argbLevel(std::max(1u, w >> l), std::max(1u, h >> l), seed + l));
+  t.texels = {chain};
+  return t;
+}
+
+// The TGA the tool writes for A8R8G8B8 texels: header with descriptor 0x28, then the words.
+std::vector<std::uint8_t> expectedTga(std::uint32_t w, std::uint32_t h, const std::vector<std::uint8_t>& texels) {
+  std::vector<std::uint8_t> out = {0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+  appendU16(out, static_cast<std::uint16_t>(w));
+  appendU16(out, static_cast<std::uint16_t>(h));
+  out.push_back(32);
+  out.push_back(0x28);
+  out.insert(out.end(), texels.begin(), texels.end());
+  return out;
+}
+
+std::string writeBundle(const ScratchDir& dir, const XprWriter& w, const std::string& name = "bundle.xpr") {
+  writeFile(dir.file(name), w.build());
+  return dir.file(name);
+}
+
+}  // namespace
+
+TEST(XprToTga, TwoDimensionalTexturesShareTheBaseNameSoTheLastOneWins) {
+  ScratchDir dir;
+  XprWriter w;
+  w.addTexture("first", argbTexture(40, 24, 1, 1));
+  w.addTexture("second", argbTexture(24, 40, 1, 2, false));
+  RecordingHost host;
+  xprToTga(host, writeBundle(dir, w), dir.file("out"));
+  EXPECT_EQ(readFile(dir.file("out.tga")), expectedTga(24, 40, argbLevel(24, 40, 2)));
+  EXPECT_TRUE(host.printed.empty());
+  EXPECT_TRUE(host.boxes.empty());
+}
+
+TEST(XprToTga, CubeTexturesPrintTheirLineAndWriteSixFacesNamedAfterThemselves) {
+  ScratchDir dir;
+  XprTexture cube = argbTexture(32, 32, 1, 0);
+  cube.cube = true;
+  cube.texels.clear();
+  for (std::uint32_t f = 0; f < 6; ++f) cube.texels.push_back({argbLevel(32, 32, 10 + f)});
+  XprWriter w;
+  w.addTexture("sky", cube);
+  w.addTexture("ground", argbTexture(8, 40, 1, 3));
+  RecordingHost host;
+  {
+    InFolder in(dir.path());
+    xprToTga(host, writeBundle(dir, w), "base");
+  }
+  EXPECT_EQ(host.printed, "   0: sky (Cubemap)\n");
+  const char* faces[] = {"XP", "XN", "YP", "YN", "ZP", "ZN"};
+  for (std::uint32_t f = 0; f < 6; ++f)
+    EXPECT_EQ(readFile(dir.file(std::string("sky") + faces[f] + ".tga")), expectedTga(32, 32, argbLevel(32, 32, 10 + f))) << f;
+  EXPECT_EQ(readFile(dir.file("base.tga")), expectedTga(8, 40, argbLevel(8, 40, 3)));
+}
+
+TEST(XprToTga, APackedCubeWritesEachFaceFromItsOwnTail) {
+  ScratchDir dir;
+  XprTexture cube = argbTexture(16, 16, 5, 0);
+  cube.cube = true;
+  cube.texels.clear();
+  for (std::uint32_t f = 0; f < 6; ++f) {
+    std::vector<std::vector<std::uint8_t>> chain;
+    for (std::uint32_t l = 0; l < 5; ++l) chain.push_back(argbLevel(16 >> l, 16 >> l, 20 + f * 5 + l));
+    cube.texels.push_back(chain);
+  }
+  XprWriter w;
+  w.addOther(0x54583344, "volume", {});  // "TX3D": a texture type the tool does not write
+  w.addTexture("env", cube);
+  RecordingHost host;
+  {
+    InFolder in(dir.path());
+    xprToTga(host, writeBundle(dir, w), "base");
+  }
+  EXPECT_EQ(host.printed, "   1: env (Cubemap)\n");
+  const char* faces[] = {"XP", "XN", "YP", "YN", "ZP", "ZN"};
+  for (std::uint32_t f = 0; f < 6; ++f)
+    EXPECT_EQ(readFile(dir.file(std::string("env") + faces[f] + "_miptail.tga")),
+              expectedTga(16, 16, argbLevel(16, 16, 20 + f * 5)))
+        << f;
+}
+
+TEST(XprToTga, OnlyTheTopLevelIsWritten) {
+  ScratchDir dir;
+  XprWriter w;
+  w.addTexture("mips", argbTexture(64, 64, 7, 4));
+  RecordingHost host;
+  xprToTga(host, writeBundle(dir, w), dir.file("tex"));
+  EXPECT_EQ(readFile(dir.file("tex.tga")), expectedTga(64, 64, argbLevel(64, 64, 4)));
+  std::size_t files = 0;
+  for (const auto& entry : fs::directory_iterator(dir.path())) files += entry.path().extension() == ".tga";
+  EXPECT_EQ(files, 1u);
+}
+
+TEST(XprToTga, ASmallPackedTextureIsReadFromItsTailAndNamedMiptail) {
+  ScratchDir dir;
+  XprWriter w;
+  w.addTexture("small", argbTexture(16, 16, 5, 5));
+  RecordingHost host;
+  xprToTga(host, writeBundle(dir, w), dir.file("tex"));
+  EXPECT_FALSE(fileExists(dir.file("tex.tga")));
+  EXPECT_EQ(readFile(dir.file("tex_miptail.tga")), expectedTga(16, 16, argbLevel(16, 16, 5)));
+
+  // One level is never a tail, whatever the packed flag says.
+  XprWriter single;
+  single.addTexture("one", argbTexture(16, 16, 1, 6));
+  xprToTga(host, writeBundle(dir, single, "single.xpr"), dir.file("one"));
+  EXPECT_EQ(readFile(dir.file("one.tga")), expectedTga(16, 16, argbLevel(16, 16, 6)));
+
+  // A linear texture is not untiled, so the tail is read from its start, where level 1
+  // (at texel 8, 0) and level 2 (at texel 4, 0) lie: the game's converter did the same.
+  XprWriter linear;
+  linear.addTexture("flat", argbTexture(16, 16, 5, 7, false));
+  xprToTga(host, writeBundle(dir, linear, "linear.xpr"), dir.file("flat"));
+  const auto tga = readFile(dir.file("flat_miptail.tga"));
+  ASSERT_EQ(tga.size(), 18u + 16 * 16 * 4);
+  EXPECT_EQ(getU32(tga, 18 + 8 * 4), getU32(argbLevel(8, 8, 8), 0));
+  EXPECT_EQ(getU32(tga, 18 + 4 * 4), getU32(argbLevel(4, 4, 9), 0));
+}
+
+TEST(XprToTga, UserDataIsWrittenByteForByte) {
+  ScratchDir dir;
+  std::vector<std::uint8_t> bytes(1000);
+  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(i * 13 + 5);
+  XprWriter w;
+  w.addUser("data", bytes);
+  w.addUser("empty", {});
+  w.addOther(0x49425546, "indices", {1, 2, 3, 4});  // "IBUF": not written
+  RecordingHost host;
+  {
+    InFolder in(dir.path());
+    xprToTga(host, writeBundle(dir, w), "base");
+  }
+  EXPECT_EQ(readFile(dir.file("data.bin")), bytes);
+  EXPECT_TRUE(readFile(dir.file("empty.bin")).empty());
+  EXPECT_FALSE(fileExists(dir.file("indices.bin")));
+  EXPECT_FALSE(fileExists(dir.file("base.tga")));
+}
+
+TEST(XprToTga, ChannelMasksDropWhatAFormatDoesNotHave) {
+  EXPECT_EQ(xprChannelMask(0x04900002), 0xFF000000u);  // looked up with the tiled bit set
+  EXPECT_EQ(xprChannelMask(0x04900102), 0xFF000000u);
+  EXPECT_EQ(xprChannelMask(0x1828014F), 0x00FFFFFFu);
+  EXPECT_EQ(xprChannelMask(0x1A200171), 0x00FFFF00u);
+  EXPECT_EQ(xprChannelMask(0x2DA2AB5E), 0x00FF0000u);
+  EXPECT_EQ(xprChannelMask(0x1A200152), 0xFFFFFFFFu);
+  EXPECT_EQ(xprChannelMask(0x18280186), 0xFFFFFFFFu);
+
+  // A4R4G4B4 has alpha, but the game's converter writes it opaque.
+  ScratchDir dir;
+  XprTexture t;
+  t.width = 3;
+  t.height = 1;
+  t.format = 0x1828014F;
+  t.texels = {{{0x21, 0x43, 0x65, 0x87, 0xA9, 0x0B}}};  // 0x4321, 0x8765, 0x0BA9
+  XprWriter w;
+  w.addTexture("a4", t);
+  RecordingHost host;
+  xprToTga(host, writeBundle(dir, w), dir.file("a4"));
+  EXPECT_EQ(readFile(dir.file("a4.tga")),
+            expectedTga(3, 1, {0x11, 0x22, 0x33, 0xFF, 0x55, 0x66, 0x77, 0xFF, 0x99, 0xAA, 0xBB, 0xFF}));
+}
+
+TEST(XprToTga, FormatsWithoutTextureDataAreSkippedWithALine) {
+  ScratchDir dir;
+  XprWriter w;
+  XprTexture edram = argbTexture(32, 32, 1, 0);
+  edram.format = 0x1A20000D;  // 16_16_EDRAM
+  edram.texels.clear();
+  w.addTexture("target", edram);
+  w.addTexture("after", argbTexture(8, 8, 1, 2));
+  RecordingHost host;
+  xprToTga(host, writeBundle(dir, w), dir.file("tex"));
+  EXPECT_EQ(host.printedErrors, "   0: texture format 16_16_EDRAM cannot be converted; skipped\n");
+  EXPECT_EQ(readFile(dir.file("tex.tga")), expectedTga(8, 8, argbLevel(8, 8, 2)));
+}
+
+TEST(XprToTga, ABundleThatCannotBeLoadedShowsTheBoxAndWritesNothing) {
+  ScratchDir dir;
+  RecordingHost host;
+  xprToTga(host, dir.file("nothing.xpr"), dir.file("tex"));
+  EXPECT_EQ(host.printed, "File <" + dir.file("nothing.xpr") + "> not found\n");
+  ASSERT_EQ(host.boxes.size(), 1u);
+  EXPECT_EQ(host.boxes[0], (RecordingHost::Box{"XPR Object Creation Error", " Unable to create XPR Resource Object"}));
+  auto wrong = XprWriter().build();
+  wrong[3] = '1';
+  writeFile(dir.file("wrong.xpr"), wrong);
+  host.printed.clear();
+  xprToTga(host, dir.file("wrong.xpr"), dir.file("tex"));
+  EXPECT_EQ(host.printed, "Invalid Xbox Packed Resource (.xpr) file: Magic = 0x58505231\n");
+  EXPECT_EQ(host.boxes.size(), 2u);
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
+}
+
+TEST(XprToTga, ARealImageComesBackExactly) {
+  // The leaf photograph (with its alpha) as a tiled A8R8G8B8 texture of an odd size.
+  const auto tga = loadData("textures/leaf_branch_256x512_rgba32.tga.gz");
+  const std::uint32_t w = 150, h = 70;
+  std::vector<std::uint8_t> texels;
+  for (std::uint32_t y = 0; y < h; ++y)
+    texels.insert(texels.end(), tga.begin() + 18 + (std::size_t{y + 200} * 256 + 60) * 4,
+                  tga.begin() + 18 + (std::size_t{y + 200} * 256 + 60 + w) * 4);
+  XprTexture t;
+  t.width = w;
+  t.height = h;
+  t.format = 0x18280186;
+  t.texels = {{texels}};
+  ScratchDir dir;
+  XprWriter writer;
+  writer.addTexture("leaf", t);
+  RecordingHost host;
+  xprToTga(host, writeBundle(dir, writer), dir.file("leaf"));
+  EXPECT_EQ(readFile(dir.file("leaf.tga")), expectedTga(w, h, texels));
+}
+
+TEST(XprToTga, TheProgramAndTheLibraryExportWriteTheSameFiles) {
+  ScratchDir dir;
+  XprWriter w;
+  XprTexture cube = argbTexture(16, 16, 1, 0);
+  cube.cube = true;
+  cube.texels.assign(6, {argbLevel(16, 16, 3)});
+  w.addTexture("box", cube);
+  w.addUser("notes", {9, 8, 7});
+  w.addTexture("tex", argbTexture(20, 12, 1, 4));
+  const std::string bundle = writeBundle(dir, w);
+  fs::create_directory(dir.path() / "cli");
+  fs::create_directory(dir.path() / "lib");
+
+  RunResult cli;
+  {
+    InFolder in(dir.path() / "cli");
+    cli = runCli({"xpr2tga", bundle, "base"});
+  }
+  EXPECT_EQ(cli.status, 0) << cli.err;
+  EXPECT_EQ(cli.out, "   0: box (Cubemap)\n");
+
+  void* lib = dlopen(VELLMARK_SHARED_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(lib, nullptr) << dlerror();
+  using Export = void (*)(const char*, const char*);
+  auto xpr2tga = reinterpret_cast<Export>(dlsym(lib, "xpr2tga"));
+  ASSERT_NE(xpr2tga, nullptr);
+  {
+    InFolder in(dir.path() / "lib");
+    xpr2tga(bundle.c_str(), "base");
+    xpr2tga("missing.xpr", "base");  // prints, shows its box, returns
+  }
+  dlclose(lib);
+
+  for (const char* name : {"boxXP.tga", "boxZN.tga", "notes.bin", "base.tga"}) {
+    const auto fromCli = readFile(dir.path() / "cli" / name);
+    EXPECT_FALSE(fromCli.empty()) << name;
+    EXPECT_EQ(fromCli, readFile(dir.path() / "lib" / name)) << name;
+  }
+  EXPECT_EQ(readFile(dir.path() / "cli" / "base.tga"), expectedTga(20, 12, argbLevel(20, 12, 4)));
+
+  auto broken = runCli({"xpr2tga", dir.file("missing.xpr"), "base"});
+  EXPECT_EQ(broken.status, 0);
+  EXPECT_EQ(broken.out, "File <" + dir.file("missing.xpr") + "> not found\n");
+  EXPECT_EQ(broken.err, "XPR Object Creation Error:  Unable to create XPR Resource Object\n");
+}
