@@ -134,6 +134,9 @@ TEST(XTextSyntax, CommentsWhiteSpaceAndStrings) {
          " 2;# end\n}";
   EXPECT_EQ(integersOf(body), (std::vector<std::uint32_t>{1, 2}));
   EXPECT_FALSE(parses("Material {1; / 2;}"));
+  std::string manyComments = "Material {";
+  for (int i = 0; i < 300000; ++i) manyComments += "#\n";
+  EXPECT_EQ(integersOf(manyComments + "3;}"), (std::vector<std::uint32_t>{3})) << "comments do not nest calls";
 
   std::vector<std::uint8_t> storage;
   const XTree tree = parseText("TextureFilename {\"foo;bar\";} TextureFilename {\"C:\\\\code\\\\x.tga\";}"

@@ -125,23 +125,22 @@ void TextLexer::word(Token& t, std::size_t start) {
              " is neither a number nor a name");
 }
 
-void TextLexer::other(Token& t) {
+bool TextLexer::other(Token& t) {
   const std::size_t size = data_.size();
   // Comments are rare enough to be handled here, after which the next token is read anew.
   if (data_[pos_] == '#' || (data_[pos_] == '/' && pos_ + 1 < size && data_[pos_ + 1] == '/')) {
     while (pos_ < size && data_[pos_] != '\n') ++pos_;
-    next(t);
-    return;
+    return false;
   }
   const std::size_t start = pos_;
   const char c = static_cast<char>(data_[pos_]);
   const char* base = reinterpret_cast<const char*>(data_.data());
   t.offset = start;
   switch (c) {
-    case '[': ++pos_; t.kind = TokenKind::OpenBracket; return;
-    case ']': ++pos_; t.kind = TokenKind::CloseBracket; return;
-    case '(': ++pos_; t.kind = TokenKind::OpenParen; return;
-    case ')': ++pos_; t.kind = TokenKind::CloseParen; return;
+    case '[': ++pos_; t.kind = TokenKind::OpenBracket; return true;
+    case ']': ++pos_; t.kind = TokenKind::CloseBracket; return true;
+    case '(': ++pos_; t.kind = TokenKind::OpenParen; return true;
+    case ')': ++pos_; t.kind = TokenKind::CloseParen; return true;
     case '"': {
       std::size_t end = pos_ + 1;
       while (end < size && data_[end] != '"') ++end;
@@ -149,7 +148,7 @@ void TextLexer::other(Token& t) {
       t.kind = TokenKind::String;
       t.text = std::string_view(base + pos_ + 1, end - pos_ - 1);
       pos_ = end + 1;
-      return;
+      return true;
     }
     case '<': {
       constexpr std::size_t kGuidChars = 38;
@@ -162,20 +161,20 @@ void TextLexer::other(Token& t) {
       t.kind = TokenKind::Guid;
       t.text = std::string_view(base + pos_, kGuidChars);
       pos_ += kGuidChars;
-      return;
+      return true;
     }
     case '.':
       if (pos_ + 1 >= size || !isDigit(static_cast<char>(data_[pos_ + 1]))) {
         ++pos_;
         t.kind = TokenKind::Dot;
-        return;
+        return true;
       }
       word(t, start);
-      return;
+      return true;
     default:
       if (continuesWord(static_cast<std::uint8_t>(c))) {
         word(t, start);
-        return;
+        return true;
       }
       parseError("unexpected character 0x" + std::to_string(static_cast<unsigned>(static_cast<std::uint8_t>(c))) +
                  " at offset " + std::to_string(start));

@@ -45,23 +45,22 @@ class TextLexer {
     using namespace text_lexer_detail;
     const std::uint8_t* p = data_.data();
     const std::size_t size = data_.size();
-    while (pos_ < size && kClasses[p[pos_]] == kSpace) ++pos_;
-    t.offset = pos_;
-    if (pos_ >= size) {
-      t.kind = TokenKind::End;
-      return;
-    }
-    switch (p[pos_]) {
-      case ';': ++pos_; t.kind = TokenKind::Semicolon; return;
-      case ',': ++pos_; t.kind = TokenKind::Comma; return;
-      case '{': ++pos_; t.kind = TokenKind::OpenBrace; return;
-      case '}': ++pos_; t.kind = TokenKind::CloseBrace; return;
-      default: break;
-    }
-    if (kClasses[p[pos_]] == kDigit || p[pos_] == '-') {
-      if (plainNumber(t)) return;
-    }
-    other(t);
+    do {
+      while (pos_ < size && kClasses[p[pos_]] == kSpace) ++pos_;
+      t.offset = pos_;
+      if (pos_ >= size) {
+        t.kind = TokenKind::End;
+        return;
+      }
+      switch (p[pos_]) {
+        case ';': ++pos_; t.kind = TokenKind::Semicolon; return;
+        case ',': ++pos_; t.kind = TokenKind::Comma; return;
+        case '{': ++pos_; t.kind = TokenKind::OpenBrace; return;
+        case '}': ++pos_; t.kind = TokenKind::CloseBrace; return;
+        default: break;
+      }
+      if ((kClasses[p[pos_]] == kDigit || p[pos_] == '-') && plainNumber(t)) return;
+    } while (!other(t));
   }
 
   std::size_t position() const { return pos_; }
@@ -112,7 +111,8 @@ class TextLexer {
     return true;
   }
 
-  [[gnu::noinline]] void other(Token& t);
+  // Every other token; false when it only passed over a comment.
+  [[gnu::noinline]] bool other(Token& t);
   void word(Token& t, std::size_t start);
 
   std::span<const std::uint8_t> data_;
