@@ -88,6 +88,7 @@ void TextLexer::word(Token& t, std::size_t start) {
   t.offset = start;
   t.text = w;
   t.exact = false;
+  t.separated = Token::Separated::None;
   const char first = w[0];
   if (isDigit(first)) {
     std::size_t digits = digitsAt(w, 0);
@@ -146,6 +147,7 @@ bool TextLexer::other(Token& t) {
       while (end < size && data_[end] != '"') ++end;
       if (end >= size) parseError("string at offset " + std::to_string(start) + " has no closing quote");
       t.kind = TokenKind::String;
+      t.separated = Token::Separated::None;
       t.text = std::string_view(base + pos_ + 1, end - pos_ - 1);
       pos_ = end + 1;
       return true;

@@ -107,6 +107,17 @@ class TextLexer {
       t.fractionDigits = static_cast<std::uint8_t>(fraction);
       t.mantissa = mantissa;
     }
+    // The separator right after the number, the usual case, is taken here too.
+    t.separated = Token::Separated::None;
+    if (i < size && p[i] == ',') {
+      ++i;
+      t.separated = Token::Separated::Whole;
+    } else if (i < size && p[i] == ';') {
+      do ++i;
+      while (i < size && p[i] == ';');
+      t.separated = Token::Separated::Semicolons;
+      if (i < size && p[i] == ',') ++i, t.separated = Token::Separated::Whole;
+    }
     pos_ = i;
     return true;
   }

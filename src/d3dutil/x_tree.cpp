@@ -162,12 +162,16 @@ class Parser {
   }
 
   // One separator group after a data value: one ",", or a run of ";" and at most one ",".
-  void separator() {
-    if (tok_.kind == TokenKind::Comma) {
-      advance();
-      return;
+  // `taken` is how much of it the tokenizer has read with the value already.
+  void separator(Token::Separated taken) {
+    if (taken == Token::Separated::Whole) return;
+    if (taken == Token::Separated::None) {
+      if (tok_.kind == TokenKind::Comma) {
+        advance();
+        return;
+      }
+      if (tok_.kind != TokenKind::Semicolon) unexpected("\";\" or \",\" after the value");
     }
-    if (tok_.kind != TokenKind::Semicolon) unexpected("\";\" or \",\" after the value");
     while (tok_.kind == TokenKind::Semicolon) advance();
     if (tok_.kind == TokenKind::Comma) advance();
   }
@@ -208,8 +212,11 @@ class Parser {
         case TokenKind::String:
           if (seenChild) unexpected("a child object or \"}\" (data values come before children)");
           if (keep) pushValue();
-          advance();
-          separator();
+          {
+            const Token::Separated taken = tok_.separated;
+            advance();
+            separator(taken);
+          }
           continue;
         case TokenKind::IntegerList:
         case TokenKind::FloatList:
