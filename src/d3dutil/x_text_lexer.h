@@ -75,20 +75,18 @@ class TextLexer {
     std::size_t i = pos_;
     const bool negative = p[i] == '-';
     if (negative) ++i;
+    // Digits accumulate without a check: past 19 of them the mantissa may wrap, but then the
+    // value is not taken from it.
     std::uint64_t mantissa = 0;
-    unsigned digits = 0, fraction = 0;
-    bool point = false;
-    for (; i < size; ++i) {
-      const std::uint8_t c = p[i];
-      if (kClasses[c] == kDigit) {
-        if (digits < 19) mantissa = mantissa * 10 + (c - '0');
-        ++digits;
-        fraction += point;
-      } else if (c == '.' && !point) {
-        point = true;
-      } else {
-        break;
-      }
+    const std::size_t intStart = i;
+    while (i < size && static_cast<unsigned>(p[i] - '0') <= 9) mantissa = mantissa * 10 + (p[i++] - '0');
+    std::size_t digits = i - intStart, fraction = 0;
+    const bool point = i < size && p[i] == '.';
+    if (point) {
+      const std::size_t fractionStart = ++i;
+      while (i < size && static_cast<unsigned>(p[i] - '0') <= 9) mantissa = mantissa * 10 + (p[i++] - '0');
+      fraction = i - fractionStart;
+      digits += fraction;
     }
     if (digits == 0 || (i < size && continuesWord(p[i]))) return false;
     if (!negative && !point) {
