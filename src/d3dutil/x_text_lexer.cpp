@@ -4,6 +4,7 @@
 #include <string>
 
 #include "d3dutil/x_error.h"
+#include "d3dutil/x_names.h"
 
 namespace vellmark::d3d {
 
@@ -15,15 +16,6 @@ bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isHex(char c) { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
 bool isNameChar(char c) {
   return isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == '-' || c == '.';
-}
-
-char lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool equalsNoCase(std::string_view a, std::string_view lowerB) {
-  if (a.size() != lowerB.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i)
-    if (lower(a[i]) != lowerB[i]) return false;
-  return true;
 }
 
 struct Keyword {
@@ -60,8 +52,8 @@ bool isNumber(std::string_view w) {
       std::size_t j = i + 1, letters = 0;
       while (j < w.size() && ((w[j] >= 'A' && w[j] <= 'Z') || (w[j] >= 'a' && w[j] <= 'z'))) ++j, ++letters;
       std::string_view mark = w.substr(i + 1, letters);
-      if (!equalsNoCase(mark, "qnan") && !equalsNoCase(mark, "snan") && !equalsNoCase(mark, "ind") &&
-          !equalsNoCase(mark, "inf"))
+      if (!equalsIgnoringCase(mark, "qnan") && !equalsIgnoringCase(mark, "snan") && !equalsIgnoringCase(mark, "ind") &&
+          !equalsIgnoringCase(mark, "inf"))
         return false;
       return digitsAt(w, j) == w.size() - j;
     }
@@ -105,7 +97,7 @@ void TextLexer::word(Token& t, std::size_t start) {
     }
   } else if ((first >= 'a' && first <= 'z') || (first >= 'A' && first <= 'Z')) {
     for (const auto& k : kKeywords)
-      if (equalsNoCase(w, k.text)) {
+      if (equalsIgnoringCase(w, k.text)) {
         t.kind = k.kind;
         return;
       }

@@ -11,21 +11,13 @@
 
 #include "d3dutil/x_binary_lexer.h"
 #include "d3dutil/x_error.h"
+#include "d3dutil/x_names.h"
 #include "d3dutil/x_text_lexer.h"
 #include "formats/byte_reader.h"
 
 namespace vellmark::d3d {
 
 namespace {
-
-char lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool equalsNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i)
-    if (lower(a[i]) != lower(b[i])) return false;
-  return true;
-}
 
 bool holdsData(XRole role) { return role != XRole::Ignored && role != XRole::Frame; }
 
@@ -44,8 +36,8 @@ float textNumber(std::string_view text) {
   const bool negative = !text.empty() && text[0] == '-';
   if (!text.empty() && (text[0] == '+' || text[0] == '-')) text.remove_prefix(1);
   if (const auto mark = text.find('#'); mark != std::string_view::npos) {
-    const bool infinite = mark + 3 < text.size() && lower(text[mark + 1]) == 'i' && lower(text[mark + 2]) == 'n' &&
-                          lower(text[mark + 3]) == 'f';
+    const bool infinite = mark + 3 < text.size() && asciiLower(text[mark + 1]) == 'i' && asciiLower(text[mark + 2]) == 'n' &&
+                          asciiLower(text[mark + 3]) == 'f';
     const float v = infinite ? std::numeric_limits<float>::infinity() : std::numeric_limits<float>::quiet_NaN();
     return negative ? -v : v;
   }
@@ -329,7 +321,7 @@ constexpr RoleName kRoles[] = {
 
 XRole roleOfType(std::string_view typeName) {
   for (const auto& r : kRoles)
-    if (equalsNoCase(typeName, r.name)) return r.role;
+    if (equalsIgnoringCase(typeName, r.name)) return r.role;
   return XRole::Ignored;
 }
 
