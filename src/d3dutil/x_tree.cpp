@@ -1,7 +1,7 @@
 #include "d3dutil/x_tree.h"
 
-#include <cfloat>
 #include <bit>
+#include <cfloat>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -36,8 +36,8 @@ float textNumber(std::string_view text) {
   const bool negative = !text.empty() && text[0] == '-';
   if (!text.empty() && (text[0] == '+' || text[0] == '-')) text.remove_prefix(1);
   if (const auto mark = text.find('#'); mark != std::string_view::npos) {
-    const bool infinite = mark + 3 < text.size() && asciiLower(text[mark + 1]) == 'i' && asciiLower(text[mark + 2]) == 'n' &&
-                          asciiLower(text[mark + 3]) == 'f';
+    const bool infinite = mark + 3 < text.size() && asciiLower(text[mark + 1]) == 'i' &&
+                          asciiLower(text[mark + 2]) == 'n' && asciiLower(text[mark + 3]) == 'f';
     const float v = infinite ? std::numeric_limits<float>::infinity() : std::numeric_limits<float>::quiet_NaN();
     return negative ? -v : v;
   }
@@ -66,7 +66,7 @@ template <class Lexer>
 class Parser {
  public:
   Parser(Lexer lexer, std::size_t bodySize) : lexer_(std::move(lexer)) {
-    // Room for the values of a typical file at once; a value takes at least 2 body bytes.
+    // Room for the values of a typical file (about one per 8 body bytes) from the start.
     tree_.values.reserve(bodySize / 8);
     advance();
   }
