@@ -312,23 +312,6 @@ TEST(XBinarySyntax, TokensListsAndBothFloatSizes) {
   EXPECT_EQ(loadCode(hugeName.file()), kParseError);
 }
 
-TEST(XBinarySyntax, TemplatesInBinaryTokens) {
-  BinaryBody body;
-  body.token(31).name("Thing").open().token(5);
-  for (int i = 0; i < 16; ++i) body.b.push_back(static_cast<std::uint8_t>(i));
-  body.token(41).name("n").token(20);
-  body.token(52).token(42).name("values").token(14).name("n").token(15).token(20);
-  body.token(14).token(18).token(18).token(18).token(15).close();
-  body.name("Thing").open().integers({2}).floats({1, 2}).close();
-  std::vector<std::uint8_t> file = body.file();
-  const XTree tree = parseXBody(std::span(file).subspan(16), XHeader{XBodyFormat::Binary, false, 4});
-  ASSERT_EQ(tree.templates.size(), 1u);
-  EXPECT_EQ(tree.templates[0].name, "Thing");
-  EXPECT_EQ(tree.templates[0].memberCount, 2u);
-  EXPECT_EQ(tree.templates[0].guid.size(), 16u);
-  EXPECT_EQ(tree.topLevel.size(), 1u);
-}
-
 namespace {
 
 // MSZIP blocks of at most `blockSize` bytes, each deflated with the bytes before it as its
