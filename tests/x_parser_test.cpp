@@ -134,6 +134,9 @@ TEST(XTextSyntax, CommentsWhiteSpaceAndStrings) {
          " 2;# end\n}";
   EXPECT_EQ(integersOf(body), (std::vector<std::uint32_t>{1, 2}));
   EXPECT_FALSE(parses("Material {1; / 2;}"));
+  std::string manyComments = "Material {";
+  for (int i = 0; i < 300000; ++i) manyComments += "#\n";
+  EXPECT_EQ(integersOf(manyComments + "3;}"), (std::vector<std::uint32_t>{3})) << "comments do not nest calls";
 
   std::vector<std::uint8_t> storage;
   const XTree tree = parseText("TextureFilename {\"foo;bar\";} TextureFilename {\"C:\\\\code\\\\x.tga\";}"
@@ -307,23 +310,6 @@ TEST(XBinarySyntax, TokensListsAndBothFloatSizes) {
   hugeName.token(1);
   appendU32(hugeName.b, 0xFFFFFFFFu);
   EXPECT_EQ(loadCode(hugeName.file()), kParseError);
-}
-
-TEST(XBinarySyntax, TemplatesInBinaryTokens) {
-  BinaryBody body;
-  body.token(31).name("Thing").open().token(5);
-  for (int i = 0; i < 16; ++i) body.b.push_back(static_cast<std::uint8_t>(i));
-  body.token(41).name("n").token(20);
-  body.token(52).token(42).name("values").token(14).name("n").token(15).token(20);
-  body.token(14).token(18).token(18).token(18).token(15).close();
-  body.name("Thing").open().integers({2}).floats({1, 2}).close();
-  std::vector<std::uint8_t> file = body.file();
-  const XTree tree = parseXBody(std::span(file).subspan(16), XHeader{XBodyFormat::Binary, false, 4});
-  ASSERT_EQ(tree.templates.size(), 1u);
-  EXPECT_EQ(tree.templates[0].name, "Thing");
-  EXPECT_EQ(tree.templates[0].memberCount, 2u);
-  EXPECT_EQ(tree.templates[0].guid.size(), 16u);
-  EXPECT_EQ(tree.topLevel.size(), 1u);
 }
 
 namespace {

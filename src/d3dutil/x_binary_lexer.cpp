@@ -44,6 +44,7 @@ TokenKind simpleToken(std::uint16_t id) {
 
 void BinaryLexer::next(Token& t) {
   t.offset = pos_;
+  t.separated = Token::Separated::None;
   const std::size_t left = data_.size() - pos_;
   if (left == 0) {
     t.kind = TokenKind::End;

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "d3dutil/x_error.h"
+#include "d3dutil/x_names.h"
 
 namespace vellmark::d3d {
 
@@ -15,15 +16,6 @@ bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isHex(char c) { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
 bool isNameChar(char c) {
   return isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == '-' || c == '.';
-}
-
-char lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool equalsNoCase(std::string_view a, std::string_view lowerB) {
-  if (a.size() != lowerB.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i)
-    if (lower(a[i]) != lowerB[i]) return false;
-  return true;
 }
 
 struct Keyword {
@@ -60,8 +52,8 @@ bool isNumber(std::string_view w) {
       std::size_t j = i + 1, letters = 0;
       while (j < w.size() && ((w[j] >= 'A' && w[j] <= 'Z') || (w[j] >= 'a' && w[j] <= 'z'))) ++j, ++letters;
       std::string_view mark = w.substr(i + 1, letters);
-      if (!equalsNoCase(mark, "qnan") && !equalsNoCase(mark, "snan") && !equalsNoCase(mark, "ind") &&
-          !equalsNoCase(mark, "inf"))
+      if (!equalsIgnoringCase(mark, "qnan") && !equalsIgnoringCase(mark, "snan") && !equalsIgnoringCase(mark, "ind") &&
+          !equalsIgnoringCase(mark, "inf"))
         return false;
       return digitsAt(w, j) == w.size() - j;
     }
@@ -88,6 +80,7 @@ void TextLexer::word(Token& t, std::size_t start) {
   t.offset = start;
   t.text = w;
   t.exact = false;
+  t.separated = Token::Separated::None;
   const char first = w[0];
   if (isDigit(first)) {
     std::size_t digits = digitsAt(w, 0);
@@ -104,7 +97,7 @@ void TextLexer::word(Token& t, std::size_t start) {
     }
   } else if ((first >= 'a' && first <= 'z') || (first >= 'A' && first <= 'Z')) {
     for (const auto& k : kKeywords)
-      if (equalsNoCase(w, k.text)) {
+      if (equalsIgnoringCase(w, k.text)) {
         t.kind = k.kind;
         return;
       }
@@ -125,31 +118,31 @@ void TextLexer::word(Token& t, std::size_t start) {
              " is neither a number nor a name");
 }
 
-void TextLexer::other(Token& t) {
+bool TextLexer::other(Token& t) {
   const std::size_t size = data_.size();
   // Comments are rare enough to be handled here, after which the next token is read anew.
   if (data_[pos_] == '#' || (data_[pos_] == '/' && pos_ + 1 < size && data_[pos_ + 1] == '/')) {
     while (pos_ < size && data_[pos_] != '\n') ++pos_;
-    next(t);
-    return;
+    return false;
   }
   const std::size_t start = pos_;
   const char c = static_cast<char>(data_[pos_]);
   const char* base = reinterpret_cast<const char*>(data_.data());
   t.offset = start;
   switch (c) {
-    case '[': ++pos_; t.kind = TokenKind::OpenBracket; return;
-    case ']': ++pos_; t.kind = TokenKind::CloseBracket; return;
-    case '(': ++pos_; t.kind = TokenKind::OpenParen; return;
-    case ')': ++pos_; t.kind = TokenKind::CloseParen; return;
+    case '[': ++pos_; t.kind = TokenKind::OpenBracket; return true;
+    case ']': ++pos_; t.kind = TokenKind::CloseBracket; return true;
+    case '(': ++pos_; t.kind = TokenKind::OpenParen; return true;
+    case ')': ++pos_; t.kind = TokenKind::CloseParen; return true;
     case '"': {
       std::size_t end = pos_ + 1;
       while (end < size && data_[end] != '"') ++end;
       if (end >= size) parseError("string at offset " + std::to_string(start) + " has no closing quote");
       t.kind = TokenKind::String;
+      t.separated = Token::Separated::None;
       t.text = std::string_view(base + pos_ + 1, end - pos_ - 1);
       pos_ = end + 1;
-      return;
+      return true;
     }
     case '<': {
       constexpr std::size_t kGuidChars = 38;
@@ -162,20 +155,20 @@ void TextLexer::other(Token& t) {
       t.kind = TokenKind::Guid;
       t.text = std::string_view(base + pos_, kGuidChars);
       pos_ += kGuidChars;
-      return;
+      return true;
     }
     case '.':
       if (pos_ + 1 >= size || !isDigit(static_cast<char>(data_[pos_ + 1]))) {
         ++pos_;
         t.kind = TokenKind::Dot;
-        return;
+        return true;
       }
       word(t, start);
-      return;
+      return true;
     default:
       if (continuesWord(static_cast<std::uint8_t>(c))) {
         word(t, start);
-        return;
+        return true;
       }
       parseError("unexpected character 0x" + std::to_string(static_cast<unsigned>(static_cast<std::uint8_t>(c))) +
                  " at offset " + std::to_string(start));

@@ -45,23 +45,22 @@ class TextLexer {
     using namespace text_lexer_detail;
     const std::uint8_t* p = data_.data();
     const std::size_t size = data_.size();
-    while (pos_ < size && kClasses[p[pos_]] == kSpace) ++pos_;
-    t.offset = pos_;
-    if (pos_ >= size) {
-      t.kind = TokenKind::End;
-      return;
-    }
-    switch (p[pos_]) {
-      case ';': ++pos_; t.kind = TokenKind::Semicolon; return;
-      case ',': ++pos_; t.kind = TokenKind::Comma; return;
-      case '{': ++pos_; t.kind = TokenKind::OpenBrace; return;
-      case '}': ++pos_; t.kind = TokenKind::CloseBrace; return;
-      default: break;
-    }
-    if (kClasses[p[pos_]] == kDigit || p[pos_] == '-') {
-      if (plainNumber(t)) return;
-    }
-    other(t);
+    do {
+      while (pos_ < size && kClasses[p[pos_]] == kSpace) ++pos_;
+      t.offset = pos_;
+      if (pos_ >= size) {
+        t.kind = TokenKind::End;
+        return;
+      }
+      switch (p[pos_]) {
+        case ';': ++pos_; t.kind = TokenKind::Semicolon; return;
+        case ',': ++pos_; t.kind = TokenKind::Comma; return;
+        case '{': ++pos_; t.kind = TokenKind::OpenBrace; return;
+        case '}': ++pos_; t.kind = TokenKind::CloseBrace; return;
+        default: break;
+      }
+      if ((kClasses[p[pos_]] == kDigit || p[pos_] == '-') && plainNumber(t)) return;
+    } while (!other(t));
   }
 
   std::size_t position() const { return pos_; }
@@ -76,20 +75,18 @@ class TextLexer {
     std::size_t i = pos_;
     const bool negative = p[i] == '-';
     if (negative) ++i;
+    // Digits accumulate without a check: past 19 of them the mantissa may wrap, but then the
+    // value is not taken from it.
     std::uint64_t mantissa = 0;
-    unsigned digits = 0, fraction = 0;
-    bool point = false;
-    for (; i < size; ++i) {
-      const std::uint8_t c = p[i];
-      if (kClasses[c] == kDigit) {
-        if (digits < 19) mantissa = mantissa * 10 + (c - '0');
-        ++digits;
-        fraction += point;
-      } else if (c == '.' && !point) {
-        point = true;
-      } else {
-        break;
-      }
+    const std::size_t intStart = i;
+    while (i < size && static_cast<unsigned>(p[i] - '0') <= 9) mantissa = mantissa * 10 + (p[i++] - '0');
+    std::size_t digits = i - intStart, fraction = 0;
+    const bool point = i < size && p[i] == '.';
+    if (point) {
+      const std::size_t fractionStart = ++i;
+      while (i < size && static_cast<unsigned>(p[i] - '0') <= 9) mantissa = mantissa * 10 + (p[i++] - '0');
+      fraction = i - fractionStart;
+      digits += fraction;
     }
     if (digits == 0 || (i < size && continuesWord(p[i]))) return false;
     if (!negative && !point) {
@@ -108,11 +105,23 @@ class TextLexer {
       t.fractionDigits = static_cast<std::uint8_t>(fraction);
       t.mantissa = mantissa;
     }
+    // The separator right after the number, the usual case, is taken here too.
+    t.separated = Token::Separated::None;
+    if (i < size && p[i] == ',') {
+      ++i;
+      t.separated = Token::Separated::Whole;
+    } else if (i < size && p[i] == ';') {
+      do ++i;
+      while (i < size && p[i] == ';');
+      t.separated = Token::Separated::Semicolons;
+      if (i < size && p[i] == ',') ++i, t.separated = Token::Separated::Whole;
+    }
     pos_ = i;
     return true;
   }
 
-  [[gnu::noinline]] void other(Token& t);
+  // Every other token; false when it only passed over a comment.
+  [[gnu::noinline]] bool other(Token& t);
   void word(Token& t, std::size_t start);
 
   std::span<const std::uint8_t> data_;

@@ -57,6 +57,9 @@ struct Token {
   // (negative ? -1 : 1) x mantissa / 10^fractionDigits, with mantissa below 2^53 and at most
   // 22 fraction digits, so that one division gives the correctly rounded double.
   bool exact = false;
+  // Integer, Float and String: how much of the separator group after the value the tokenizer
+  // has taken already: none, a run of ";" (a "," may still follow), or the whole group.
+  enum class Separated : std::uint8_t { None, Semicolons, Whole } separated = Separated::None;
   bool negative = false;
   std::uint8_t fractionDigits = 0;
   std::uint64_t mantissa = 0;

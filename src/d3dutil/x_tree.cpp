@@ -1,7 +1,7 @@
 #include "d3dutil/x_tree.h"
 
-#include <cfloat>
 #include <bit>
+#include <cfloat>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -11,21 +11,13 @@
 
 #include "d3dutil/x_binary_lexer.h"
 #include "d3dutil/x_error.h"
+#include "d3dutil/x_names.h"
 #include "d3dutil/x_text_lexer.h"
 #include "formats/byte_reader.h"
 
 namespace vellmark::d3d {
 
 namespace {
-
-char lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool equalsNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i)
-    if (lower(a[i]) != lower(b[i])) return false;
-  return true;
-}
 
 bool holdsData(XRole role) { return role != XRole::Ignored && role != XRole::Frame; }
 
@@ -44,8 +36,8 @@ float textNumber(std::string_view text) {
   const bool negative = !text.empty() && text[0] == '-';
   if (!text.empty() && (text[0] == '+' || text[0] == '-')) text.remove_prefix(1);
   if (const auto mark = text.find('#'); mark != std::string_view::npos) {
-    const bool infinite = mark + 3 < text.size() && lower(text[mark + 1]) == 'i' && lower(text[mark + 2]) == 'n' &&
-                          lower(text[mark + 3]) == 'f';
+    const bool infinite = mark + 3 < text.size() && asciiLower(text[mark + 1]) == 'i' &&
+                          asciiLower(text[mark + 2]) == 'n' && asciiLower(text[mark + 3]) == 'f';
     const float v = infinite ? std::numeric_limits<float>::infinity() : std::numeric_limits<float>::quiet_NaN();
     return negative ? -v : v;
   }
@@ -74,7 +66,7 @@ template <class Lexer>
 class Parser {
  public:
   Parser(Lexer lexer, std::size_t bodySize) : lexer_(std::move(lexer)) {
-    // Room for the values of a typical file at once; a value takes at least 2 body bytes.
+    // Room for the values of a typical file (about one per 8 body bytes) from the start.
     tree_.values.reserve(bodySize / 8);
     advance();
   }
@@ -162,12 +154,16 @@ class Parser {
   }
 
   // One separator group after a data value: one ",", or a run of ";" and at most one ",".
-  void separator() {
-    if (tok_.kind == TokenKind::Comma) {
-      advance();
-      return;
+  // `taken` is how much of it the tokenizer has read with the value already.
+  void separator(Token::Separated taken) {
+    if (taken == Token::Separated::Whole) return;
+    if (taken == Token::Separated::None) {
+      if (tok_.kind == TokenKind::Comma) {
+        advance();
+        return;
+      }
+      if (tok_.kind != TokenKind::Semicolon) unexpected("\";\" or \",\" after the value");
     }
-    if (tok_.kind != TokenKind::Semicolon) unexpected("\";\" or \",\" after the value");
     while (tok_.kind == TokenKind::Semicolon) advance();
     if (tok_.kind == TokenKind::Comma) advance();
   }
@@ -208,8 +204,11 @@ class Parser {
         case TokenKind::String:
           if (seenChild) unexpected("a child object or \"}\" (data values come before children)");
           if (keep) pushValue();
-          advance();
-          separator();
+          {
+            const Token::Separated taken = tok_.separated;
+            advance();
+            separator(taken);
+          }
           continue;
         case TokenKind::IntegerList:
         case TokenKind::FloatList:
@@ -322,7 +321,7 @@ constexpr RoleName kRoles[] = {
 
 XRole roleOfType(std::string_view typeName) {
   for (const auto& r : kRoles)
-    if (equalsNoCase(typeName, r.name)) return r.role;
+    if (equalsIgnoringCase(typeName, r.name)) return r.role;
   return XRole::Ignored;
 }
 
