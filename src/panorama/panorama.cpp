@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <new>
 
 #include "exports/paths.h"
 #include "formats/btc_codec.h"
@@ -44,6 +45,10 @@ std::vector<std::uint8_t> newImage(std::uint32_t width, std::uint32_t height) {
 bool containsSeparator(const std::string& name) { return name.find_first_of("/\\") != std::string::npos; }
 
 }  // namespace
+
+TileStore::TileStore() : bytes_(static_cast<std::uint8_t*>(std::calloc(kTileStoreBytes, 1))) {
+  if (!bytes_) throw std::bad_alloc();
+}
 
 std::vector<std::uint8_t> buildSkyPanorama(Bytes stream, TileStore& store, const std::string& what) {
   ByteReader reader(stream, what);
@@ -153,7 +158,7 @@ std::size_t describedTiledPanoramaSize(const std::uint8_t* stream) {
   return static_cast<std::size_t>(size);
 }
 
-void createPanorama(Host& /*host*/, Bytes archive, const std::string& outputFolder) {
+void buildPanoramaFiles(Bytes archive, const std::function<void(const std::string& name, Bytes file)>& emit) {
   const ArchiveDirectory directory = readArchiveDirectory(archive);
   TileStore store;
   for (const ArchiveRecord& record : directory.records) {
@@ -169,15 +174,17 @@ void createPanorama(Host& /*host*/, Bytes archive, const std::string& outputFold
     if (extension == ".btc" && record.name.find("sky") != std::string::npos) {
       if (containsSeparator(record.name))
         fail(ErrorKind::Unsupported, what + ": a name with a path separator would be written outside the output folder");
-      const auto image = buildSkyPanorama(data, store, what);
-      (void)writeWholeFile(outputFolder + stripFromLast(record.name, ".btc") + ".tga", image);
+      emit(stripFromLast(record.name, ".btc") + ".tga", buildSkyPanorama(data, store, what));
     } else if (extension == ".prv") {
-      (void)writeWholeFile(outputFolder + kPanoramaPreviewFileName, data);
+      emit(kPanoramaPreviewFileName, data);
     } else {
-      const auto image = buildTiledPanorama(data, store, what);
-      (void)writeWholeFile(outputFolder + kPanoramaFileName, image);
+      emit(kPanoramaFileName, buildTiledPanorama(data, store, what));
     }
   }
+}
+
+void createPanorama(Host& /*host*/, Bytes archive, const std::string& outputFolder) {
+  buildPanoramaFiles(archive, [&](const std::string& name, Bytes file) { (void)writeWholeFile(outputFolder + name, file); });
 }
 
 void createUncompressedPanorama(Host& /*host*/, Bytes stream, const std::string& outputFolder) {

@@ -16,6 +16,10 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -46,12 +50,16 @@ inline constexpr char kPanoramaPreviewFileName[] = "PanoramaPreview.tga";
 // in the game's tools.
 class TileStore {
  public:
-  TileStore() : bytes_(kTileStoreBytes, 0) {}
-  std::span<std::uint8_t> slot(std::size_t i) { return std::span(bytes_).subspan(i * kTileSlotBytes, kTileSlotBytes); }
-  Bytes bytes() const { return bytes_; }
+  TileStore();
+  std::span<std::uint8_t> slot(std::size_t i) { return {bytes_.get() + i * kTileSlotBytes, kTileSlotBytes}; }
+  Bytes bytes() const { return {bytes_.get(), kTileStoreBytes}; }
 
  private:
-  std::vector<std::uint8_t> bytes_;
+  struct Free {
+    void operator()(std::uint8_t* p) const { std::free(p); }
+  };
+  // calloc: the system hands over zeroed pages without touching all 24 MB up front.
+  std::unique_ptr<std::uint8_t, Free> bytes_;
 };
 
 // The 4800 x 320 sky panorama as a TGA file (6,144,018 bytes). Raises Error for a
@@ -69,6 +77,11 @@ std::vector<std::uint8_t> buildTiledPanorama(Bytes stream, TileStore& store, con
 // reads them). For callers that are handed a pointer and no length; a stream of more than
 // 94 tiles is described by its header alone, which buildTiledPanorama then rejects.
 std::size_t describedTiledPanoramaSize(const std::uint8_t* stream);
+
+// The files CreatePanorama makes of `archive`, in directory order: `emit` receives each
+// file's name (to be put behind the output folder) and bytes. Rules and errors as
+// createPanorama's.
+void buildPanoramaFiles(Bytes archive, const std::function<void(const std::string& name, Bytes file)>& emit);
 
 // CreatePanorama: every member of the course archive by name, in directory order. A name
 // ending in ".btc" that contains "sky" gives outputFolder + name without ".btc" + ".tga";
