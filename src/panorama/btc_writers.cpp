@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
-#include <map>
+#include <string>
+#include <unordered_map>
 
 #include "formats/btc_encoder.h"
 #include "formats/file_io.h"
@@ -103,7 +104,7 @@ std::vector<std::uint8_t> makeBtcFile(const Image& image) {
   };
   std::vector<Placed> placed;
   std::vector<std::vector<std::uint8_t>> streams;
-  std::map<std::vector<std::uint8_t>, std::size_t> seen;
+  std::unordered_map<std::string, std::size_t> seen;  // stream bytes -> index in streams
   // Tiles from the bottom-left corner: y counts up from the bottom edge, so only the top
   // row of tiles and the right column overhang the image.
   for (std::uint32_t y = 0; y < image.height; y += side)
@@ -111,8 +112,8 @@ std::vector<std::uint8_t> makeBtcFile(const Image& image) {
       if (x > 0x7FFF || y > 0x7FFF)
         fail(ErrorKind::Unsupported, "a BTC file places tiles at most 32,767 pixels from its corner");
       auto stream = encodeTile(image, x, std::int64_t{image.height} - y - side, side);
-      auto [it, fresh] = seen.emplace(std::move(stream), streams.size());
-      if (fresh) streams.push_back(it->first);
+      auto [it, fresh] = seen.emplace(std::string(stream.begin(), stream.end()), streams.size());
+      if (fresh) streams.push_back(std::move(stream));
       placed.push_back({x, y, it->second});
     }
   if (streams.size() > 0x10000) fail(ErrorKind::Unsupported, "more than 65,536 distinct tiles for a BTC file");
