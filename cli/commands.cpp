@@ -13,6 +13,9 @@ int runBtcToTga(Host& host, const std::vector<std::string>& args);
 int runExtract(Host& host, const std::vector<std::string>& args);
 int runMesh(Host& host, const std::vector<std::string>& args);
 int runXprToTga(Host& host, const std::vector<std::string>& args);
+int runPanorama(Host& host, const std::vector<std::string>& args);
+int runRawPanorama(Host& host, const std::vector<std::string>& args);
+int runTgaToBtc(Host& host, const std::vector<std::string>& args);
 
 const std::vector<Command>& commands() {
   static const std::vector<Command> table = {
@@ -47,6 +50,13 @@ const std::vector<Command>& commands() {
        "write the top level of each texture of an Xbox 360 bundle as BASE_NAME.tga (cube textures as "
        "NAME<face>.tga) and its user data as NAME.bin",
        2, 2, runXprToTga},
+      {"panorama", "CreatePanorama", "ARCHIVE OUTPUT_FOLDER",
+       "rebuild the sky panorama (NAME.tga), PanoramaPreview.tga and Panorama.tga from a course archive", 2, 2,
+       runPanorama},
+      {"raw-panorama", "CreateUncompressedPanorama", "STREAM OUTPUT_FOLDER",
+       "build Panorama.tga from a bare (uncompressed) tiled panorama stream", 2, 2, runRawPanorama},
+      {"tga2btc", nullptr, "IN.tga OUT.btc",
+       "encode a 24- or 32-bit TGA image as a tiled BTC texture (\"BTCV\" file)", 2, 2, runTgaToBtc},
   };
   return table;
 }
