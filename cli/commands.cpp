@@ -8,6 +8,9 @@ int runFlipSky(Host& host, const std::vector<std::string>& args);
 int runSkyFile(Host& host, const std::vector<std::string>& args);
 int runBtcToTga(Host& host, const std::vector<std::string>& args);
 int runExtract(Host& host, const std::vector<std::string>& args);
+int runPanorama(Host& host, const std::vector<std::string>& args);
+int runRawPanorama(Host& host, const std::vector<std::string>& args);
+int runTgaToBtc(Host& host, const std::vector<std::string>& args);
 
 const std::vector<Command>& commands() {
   static const std::vector<Command> table = {
@@ -24,6 +27,13 @@ const std::vector<Command>& commands() {
        "pack a 512 x 35 preview and a 4800 x 320 sky image into OUTPUT_FOLDER/SKY.sky (folder without a trailing "
        "separator)",
        3, 3, runSkyFile},
+      {"panorama", "CreatePanorama", "ARCHIVE OUT-FOLDER",
+       "rebuild the sky panorama (NAME.tga), PanoramaPreview.tga and Panorama.tga from a course archive", 2, 2,
+       runPanorama},
+      {"raw-panorama", "CreateUncompressedPanorama", "STREAM OUT-FOLDER",
+       "build Panorama.tga from a bare (uncompressed) tiled panorama stream", 2, 2, runRawPanorama},
+      {"tga2btc", nullptr, "IN.tga OUT.btc",
+       "encode a 24- or 32-bit TGA image as a tiled BTC texture (\"BTCV\" file)", 2, 2, runTgaToBtc},
   };
   return table;
 }

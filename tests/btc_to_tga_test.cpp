@@ -193,6 +193,8 @@ TEST(BtcToTga, RejectsEntriesAndStreamsOutsideTheFileAndOversizedTiles) {
   // A later entry that is rejected rejects the whole file.
   EXPECT_FALSE(convertBtcToTga(btcFile(64, 64, {{1, 8, 0, 0, 1, {}, {}}, {2, 300, 0, 0, 1, {}, {}}})));
   EXPECT_FALSE(convertBtcToTga(std::vector<std::uint8_t>(good.begin(), good.begin() + 19)));
+  // A header that claims 16 GiB of pixels is an error, not an allocation.
+  EXPECT_THROW(convertBtcToTga(btcFile(65535, 65535, {{1, 8, 0, 0, 1, {}, {}}})), Error);
 
   // A 256 tile is the largest; a size-0 tile copies nothing and its stream is not read.
   EXPECT_TRUE(convertBtcToTga(btcFile(64, 64, {{1, 256, 0, 0, 1, {}, {}}})));

@@ -81,8 +81,7 @@ inline void decodeOpaque(const std::uint8_t* block, std::uint8_t* out, std::size
 inline void decodeAlpha(const std::uint8_t* block, std::uint8_t* out, std::size_t stride) {
   std::uint32_t alphas[8];
   alphaPalette(block, alphas);
-  std::uint64_t alphaIndices = 0;
-  for (int i = 5; i >= 0; --i) alphaIndices = alphaIndices << 8 | block[2 + i];
+  std::uint64_t alphaIndices = loadU16(block + 2) | std::uint64_t{loadU32(block + 4)} << 16;
   std::uint32_t palette[4];
   colourPalette(block + kBtcAlphaBlockSize, palette);
   std::uint32_t indices = loadU32(block + kBtcAlphaBlockSize + 4);
@@ -104,27 +103,37 @@ inline void decodeEmpty(std::uint8_t* out, std::size_t stride) {
   for (int row = 0; row < 4; ++row, out += stride) std::memset(out, 0, 16);
 }
 
-// Decodes `count` consecutive blocks of one run, starting at block index `first`, with
-// `payload` holding exactly count items.
-void decodeRun(unsigned type, const std::uint8_t* payload, std::uint32_t first, std::uint32_t count,
-               std::uint32_t blocksWide, const Canvas& canvas) {
+// Decodes `count` consecutive blocks of one run of type Type, starting at block index
+// `first`, with `payload` holding exactly count items. One instance per type keeps the
+// type test out of the block loop.
+template <unsigned Type>
+void decodeRun(const std::uint8_t* payload, std::uint32_t first, std::uint32_t count, std::uint32_t blocksWide,
+               const Canvas& canvas) {
+  constexpr std::size_t itemSize = btcPayloadPerBlock(Type);
   std::uint32_t row = first / blocksWide;
   std::uint32_t column = first % blocksWide;
-  const std::size_t itemSize = btcPayloadPerBlock(type);
   while (count > 0) {
     const std::uint32_t segment = std::min(blocksWide - column, count);
     std::uint8_t* out = canvas.base + std::size_t{row} * 4 * canvas.stride + std::size_t{column} * 16;
     for (std::uint32_t k = 0; k < segment; ++k, out += 16, payload += itemSize) {
-      switch (type) {
-        case 1: decodeEmpty(out, canvas.stride); break;
-        case 2: decodeOpaque(payload, out, canvas.stride); break;
-        case 3: decodeAlpha(payload, out, canvas.stride); break;
-        case 4: decodeSolid(payload, out, canvas.stride); break;
-      }
+      if constexpr (Type == 1) decodeEmpty(out, canvas.stride);
+      if constexpr (Type == 2) decodeOpaque(payload, out, canvas.stride);
+      if constexpr (Type == 3) decodeAlpha(payload, out, canvas.stride);
+      if constexpr (Type == 4) decodeSolid(payload, out, canvas.stride);
     }
     count -= segment;
     column = 0;
     ++row;
+  }
+}
+
+void decodeRun(unsigned type, const std::uint8_t* payload, std::uint32_t first, std::uint32_t count,
+               std::uint32_t blocksWide, const Canvas& canvas) {
+  switch (type) {
+    case 1: return decodeRun<1>(payload, first, count, blocksWide, canvas);
+    case 2: return decodeRun<2>(payload, first, count, blocksWide, canvas);
+    case 3: return decodeRun<3>(payload, first, count, blocksWide, canvas);
+    case 4: return decodeRun<4>(payload, first, count, blocksWide, canvas);
   }
 }
 

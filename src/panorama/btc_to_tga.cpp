@@ -94,9 +94,10 @@ std::optional<std::vector<std::uint8_t>> convertBtcToTga(Bytes file) {
   }
 
   const std::uint64_t pixelBytes = std::uint64_t{header.width} * header.height * 4;
-  if (pixelBytes + kTgaHeaderSize > static_cast<std::uint64_t>(std::numeric_limits<std::ptrdiff_t>::max()))
-    fail(ErrorKind::Unsupported, "BTC file of " + std::to_string(header.width) + " x " + std::to_string(header.height) +
-                                     " pixels is too large to convert here");
+  if (pixelBytes > kMaxBtcImageBytes ||
+      pixelBytes + kTgaHeaderSize > static_cast<std::uint64_t>(std::numeric_limits<std::ptrdiff_t>::max()))
+    fail(ErrorKind::Unsupported, "BTC image of " + std::to_string(header.width) + " x " + std::to_string(header.height) +
+                                     " pixels needs more than the 1 GiB a converted image may take");
   std::vector<std::uint8_t> image(kTgaHeaderSize + static_cast<std::size_t>(pixelBytes), 0);
   const auto tgaHeader = makeTgaHeader(header.width, header.height);
   std::copy(tgaHeader.begin(), tgaHeader.end(), image.begin());

@@ -21,6 +21,8 @@ inline constexpr std::uint32_t kBtcFileMagic = 0x56435442;  // "BTCV"
 inline constexpr std::size_t kBtcFileHeaderSize = 20;
 inline constexpr std::size_t kBtcTileEntrySize = 16;
 inline constexpr int kBtcMaxTileSize = 256;
+// The largest image converted (16,384 x 16,384 pixels); a 20-byte header can claim 16 GiB.
+inline constexpr std::uint64_t kMaxBtcImageBytes = std::uint64_t{1} << 30;
 
 struct BtcTileEntry {
   std::int16_t tileId = 0;
@@ -38,8 +40,8 @@ struct BtcTileEntry {
 // magic other than "BTCV" places tiles without decoding any (all zero). Tile entries that
 // share a tileId decode the first such entry's stream at its size; every entry is placed
 // at its own x and y, tile row j on image row height - y - size + j counted from the top,
-// and only the part inside the image is copied. Raises Error(Unsupported) for an image
-// too large to hold in memory.
+// and only the part inside the image is copied. Raises Error(Unsupported) for an image of
+// more than kMaxBtcImageBytes.
 std::optional<std::vector<std::uint8_t>> convertBtcToTga(Bytes file);
 
 // The tool: converts `fileData` and writes the TGA to `tgaPath` (an unwritable path is
