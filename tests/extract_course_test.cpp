@@ -8,6 +8,8 @@
 
 #include "exports/messages.h"
 #include "formats/course_archive.h"
+#include "panorama/btc_writers.h"
+#include "panorama/panorama.h"
 #include "support/test_support.h"
 
 using namespace vellmark;
@@ -333,4 +335,69 @@ TEST_F(ExtractFixture, RealSizedMembersAreLostAsTheGameLosesThem) {
   EXPECT_EQ(summary.inflated, 2);
   const auto last = std::to_string(1 + soundPieces + 1);
   EXPECT_EQ(filesIn(dir.path()), (std::set<std::string>{"c_0.tga", "c_" + last + ".tga"}));
+}
+
+namespace {
+
+// An image of 4 x 4 blocks of one colour each, which the BTC encoder stores exactly.
+Image blockImage(std::uint32_t width, std::uint32_t height, std::uint32_t seed) {
+  Image image{width, height, std::vector<std::uint8_t>(std::size_t{width} * height * 4)};
+  for (std::uint32_t y = 0; y < height; ++y)
+    for (std::uint32_t x = 0; x < width; ++x) {
+      const std::uint32_t block = (y / 4) * 1000 + x / 4 + seed;
+      std::uint8_t* p = &image.pixels[(std::size_t{y} * width + x) * 4];
+      p[0] = static_cast<std::uint8_t>(block * 7);
+      p[1] = static_cast<std::uint8_t>(block >> 3);
+      p[2] = static_cast<std::uint8_t>(seed * 40 + y / 16);
+      p[3] = 255;
+    }
+  return image;
+}
+
+}  // namespace
+
+// An archive of small members, written with our own writers, comes back whole: TGAs,
+// sounds and pictures byte for byte, BTC textures as the images they encode, and the
+// panorama through "Panorama.lib" and the panorama builder.
+TEST_F(ExtractFixture, SmallMembersRoundTrip) {
+  const auto scarecrow = loadData("textures/scarecrow_128x256_rgba32_bottomup.tga");
+  const auto coin = loadData("media/coin_u8_mono_22050.wav");
+  const auto picture = loadData("media/kloppenheim_06_1024x512_jfif_progressive420.jpg");
+  const auto sky = loadData("sky/sky_4800x320_top.tga.gz");
+  std::vector<std::uint8_t> skyTile;
+  {
+    std::vector<std::uint8_t> pixels;
+    for (int r = 0; r < 64; ++r)
+      pixels.insert(pixels.end(), sky.begin() + 18 + (256 + r) * 19200 + 4 * 1024, sky.begin() + 18 + (256 + r) * 19200 + 4 * 1088);
+    skyTile = makeTga(64, 64, 32, 0x20, pixels);
+  }
+  const Image texture = blockImage(96, 64, 3);
+  const auto btc = makeBtcFile(texture);
+  const Image panoramaImage = blockImage(512, 256, 5);
+  auto panorama = makeTiledPanoramaStream(panoramaImage);
+  std::memcpy(panorama.data(), "nap", 4);  // the stream's first word is not used: the game marks it
+  const auto vrt = vertexMember(2, {1, 2, 3, 4.5f, 5.25f, -6, 1e-3f, 7e7f, 0});
+
+  const std::vector<ByteVector> members = {scarecrow, coin, btc, picture, skyTile, panorama, vrt, text("XOBJ....")};
+  for (const auto& m : members) {
+    const auto packed = zlibCompress(m);
+    ASSERT_LT(packed.size(), 40000u);
+    ASSERT_EQ(falseSignatures(packed), 0) << "a member the search would cut";
+    ASSERT_LE(m.size(), 8 * packed.size()) << "a member beyond the 8:1 allowance";
+  }
+
+  const auto summary = extract(courseArchive(members), 2);
+  EXPECT_EQ(summary.inflated, 8);
+  EXPECT_EQ(filesIn(dir.path()), (std::set<std::string>{"c_0.tga", "c_1.wav", "c_2.tga", "c_3.jpg", "c_4.tga",
+                                                         "c_6.vrt", "c_6.vrt.txt", "c_Panorama.lib"}));
+  EXPECT_EQ(out("0.tga"), scarecrow);
+  EXPECT_EQ(out("1.wav"), coin);
+  EXPECT_EQ(out("3.jpg"), picture);
+  EXPECT_EQ(out("4.tga"), skyTile);
+  EXPECT_EQ(out("2.tga"), makeTga(96, 64, 32, 0x20, texture.pixels));
+  EXPECT_EQ(out("6.vrt.txt"), text("1,2,3\n4.5,5.25,-6\n0.001,7e+07,0\n"));
+
+  ScratchDir panoramaOut;
+  createPanorama(host, readFile(dir.prefix() + "c_Panorama.lib"), panoramaOut.prefix());
+  EXPECT_EQ(readFile(panoramaOut.file("Panorama.tga")), makeTga(512, 256, 32, 0x20, panoramaImage.pixels));
 }
