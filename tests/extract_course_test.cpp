@@ -401,3 +401,25 @@ TEST_F(ExtractFixture, SmallMembersRoundTrip) {
   createPanorama(host, readFile(dir.prefix() + "c_Panorama.lib"), panoramaOut.prefix());
   EXPECT_EQ(readFile(panoramaOut.file("Panorama.tga")), makeTga(512, 256, 32, 0x20, panoramaImage.pixels));
 }
+
+// The sample course of run.sh's main job: every member is found, the real files come back
+// as they went in, and its panorama rebuilds.
+TEST_F(ExtractFixture, SampleCourseComesOutWhole) {
+  const auto archive = readFile(std::string(VELLMARK_TEST_DATA_DIR) + "/../../samples/sample_course.arc");
+  const auto directory = readArchiveDirectory(archive);
+  ASSERT_EQ(directory.records.size(), 10u);
+  const auto summary = extract(archive, 2);
+  EXPECT_EQ(summary.passes, 10);
+  EXPECT_EQ(summary.inflated, 10);
+  EXPECT_EQ(summary.count(MemberKind::Btc), 1);
+  EXPECT_EQ(summary.btcRejected, 0);
+  EXPECT_EQ(out("0.tga"), loadData("textures/scarecrow_128x256_rgba32_bottomup.tga"));
+  EXPECT_EQ(out("1.wav"), loadData("media/coin_u8_mono_22050.wav"));
+  EXPECT_EQ(out("3.jpg"), loadData("media/kloppenheim_06_1024x512_jfif_progressive420.jpg"));
+  EXPECT_EQ(out("2.tga").size(), 18u + 256 * 256 * 4);
+  ScratchDir panoramaOut;
+  createPanorama(host, readFile(dir.prefix() + "c_Panorama.lib"), panoramaOut.prefix());
+  const auto image = readFile(panoramaOut.file("Panorama.tga"));
+  ASSERT_EQ(image.size(), 18u + 1024 * 256 * 4);
+  EXPECT_EQ(getU32(image, 12), 0x01000400u);  // 1024 x 256
+}
