@@ -177,8 +177,8 @@ GeneratedCourse generateCourse(std::size_t targetBytes, MakeBtc makeBtc, MakePan
       const int w = std::min(t.width, 512), h = std::min(t.height, 256);
       return cropTga(t.tga, t.width, (4 * (c + salt)) % (t.width - w + 1), (4 * salt) % (t.height - h + 1), w, h);
     });
-    add([&](int salt) { return makeBtc(cropTga(sky, 4800, (256 * c + 132 * salt) % 4544, 0, 256, 256)); });
-    add([&](int salt) { return makeBtc(cropTga(sky, 4800, (128 * c + 68 * salt) % 4672, 192, 128, 128)); });
+    add([&](int salt) { return makeBtc(cropTga(sky, 4800, 256 * ((c + salt) % 17), 0, 256, 256)); });
+    add([&](int salt) { return makeBtc(cropTga(sky, 4800, 256 * ((c + salt) % 18), 192, 128, 128)); });
     add([&](int salt) { return soundCut(whistle, 4 * (c * 31 + salt), std::size_t{4096} << (c % 6)); });
     add([&](int salt) { return soundCut(c % 2 ? impact : coin, 2 * salt, c % 2 ? 60000 : 18000); });
     add([&](int salt) { return cleanPictures[(c + salt) % cleanPictures.size()]; });
