@@ -12,22 +12,13 @@
 #include "course/extract_course.h"
 #include "course/member_inflate.h"
 #include "course_fixture.h"
+#include "support/silent_host.h"
 #include "panorama/btc_writers.h"
 
 using namespace vellmark;
+using vellmark::test::SilentHost;
 
 namespace {
-
-class SilentHost : public Host {
- public:
-  void messageBox(std::string_view, std::string_view) override {}
-  std::string executablePath() override { return "/nonexistent/frontend"; }
-  bool folderExists(const std::string&) override { return true; }
-  void createFolder(const std::string&) override {}
-  std::optional<std::string> openFileDialog(const std::string&) override { return std::nullopt; }
-  void print(std::string_view) override {}
-  [[noreturn]] void exitProcess(int) override { std::abort(); }
-};
 
 // BTC textures and the course panorama made by the project's own writers. The encoder is
 // slow next to extraction, so a pool of textures is encoded once and members cycle through it.

@@ -7,24 +7,14 @@
 #include <filesystem>
 
 #include "course_fixture.h"
+#include "support/silent_host.h"
 #include "formats/file_io.h"
 #include "sky/sky_file.h"
 
 using namespace vellmark;
+using vellmark::test::SilentHost;
 
 namespace {
-
-class SilentHost : public Host {
- public:
-  int boxes = 0;
-  void messageBox(std::string_view, std::string_view) override { ++boxes; }
-  std::string executablePath() override { return "/nonexistent/frontend"; }
-  bool folderExists(const std::string&) override { return true; }
-  void createFolder(const std::string&) override {}
-  std::optional<std::string> openFileDialog(const std::string&) override { return std::nullopt; }
-  void print(std::string_view) override {}
-  [[noreturn]] void exitProcess(int) override { std::abort(); }
-};
 
 struct Inputs {
   std::filesystem::path folder;

@@ -14,19 +14,9 @@
 
 #include "course/extract_course.h"
 #include "course/member_inflate.h"
+#include "support/silent_host.h"
 
 namespace {
-
-class SilentHost : public vellmark::Host {
- public:
-  void messageBox(std::string_view, std::string_view) override {}
-  std::string executablePath() override { return "/nonexistent/frontend"; }
-  bool folderExists(const std::string&) override { return false; }
-  void createFolder(const std::string&) override {}
-  std::optional<std::string> openFileDialog(const std::string&) override { return std::nullopt; }
-  void print(std::string_view) override {}
-  [[noreturn]] void exitProcess(int) override { std::abort(); }
-};
 
 // zlib's uncompress verdict on `data` with `capacity` bytes of room, by hand so that the
 // reason of a failure is known: nullopt on success, else zlib's message.
@@ -74,7 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // An exactly sized copy, so that AddressSanitizer catches a read past the end.
   auto copy = std::make_unique<std::uint8_t[]>(size ? size : 1);
   if (size) std::memcpy(copy.get(), data, size);
-  SilentHost host;
+  vellmark::test::SilentHost host;
   try {
     (void)vellmark::extractCourse(host, {copy.get(), size}, "/nonexistent-vellmark-fuzz/out_", size % 5 == 0 ? 2 : 1);
   } catch (const vellmark::Error&) {
