@@ -5,7 +5,7 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")" && pwd)
 cd "$root"
 
-scripts/install-deps.sh cmake ninja-build g++ zlib1g-dev gzip
+scripts/install-deps.sh cmake ninja-build g++ zlib1g-dev libdeflate-dev gzip
 
 if [ ! -f build/release/build.ninja ]; then
   cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release -DVELLMARK_BUILD_TESTS=OFF >/dev/null
@@ -17,9 +17,12 @@ if [ $# -gt 0 ]; then
   exec "$vellmark" "$@"
 fi
 
-# Main job: re-orient the bundled bottom-row-first sky image.
+# Main job: unpack the bundled sample course archive by content, then rebuild the course
+# panorama from the "Panorama.lib" the extraction wrote.
 work="$root/build/samples"
-mkdir -p "$work"
-gzip -dc samples/sky_4800x320_bottom.tga.gz > "$work/kloppenheim.tga"
-"$vellmark" flip-sky "$work/kloppenheim.tga"
-echo "sky image re-oriented: $root/build/release/skies/kloppenheim.prvtga"
+rm -rf "$work/course" "$work/panorama"
+mkdir -p "$work/course" "$work/panorama"
+"$vellmark" extract --summary samples/sample_course.arc "$work/course/"
+"$vellmark" panorama "$work/course/Panorama.lib" "$work/panorama/"
+echo "course members extracted into: $work/course/"
+echo "panorama rebuilt from $work/course/Panorama.lib: $work/panorama/Panorama.tga"

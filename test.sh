@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 
-scripts/install-deps.sh cmake ninja-build g++ binutils zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev \
+scripts/install-deps.sh cmake ninja-build g++ binutils zlib1g-dev libdeflate-dev libgtest-dev libgmock-dev libbenchmark-dev \
   g++-mingw-w64-i686 binutils-mingw-w64-i686 mingw-w64-i686-dev libz-mingw-w64-dev
 
 jobs=$(nproc)

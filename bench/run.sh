@@ -4,7 +4,7 @@
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
-scripts/install-deps.sh cmake ninja-build g++ zlib1g-dev libbenchmark-dev $(cat bench/packages.txt 2>/dev/null)
+scripts/install-deps.sh cmake ninja-build g++ zlib1g-dev libdeflate-dev libbenchmark-dev $(cat bench/packages.txt 2>/dev/null)
 cmake -S . -B build/bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DVELLMARK_BUILD_TESTS=OFF -DVELLMARK_BUILD_BENCH=ON >/dev/null
 cmake --build build/bench
 if [ $# -gt 0 ]; then

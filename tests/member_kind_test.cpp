@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <sstream>
 
 #include "course/vertex_list.h"
 #include "support/test_support.h"
@@ -68,4 +69,27 @@ TEST(VertexList, CountBeyondTheDataGivesThePointsPresent) {
   // The count wraps to 0 points in 32-bit arithmetic.
   EXPECT_EQ(vertexListText(vertexList(0xFFFFFFFFu, {1, 2, 3})), "");
   EXPECT_EQ(vertexListText(bytes({2, 0, 0, 0, 2, 0, 0, 0})), "");
+}
+
+TEST(VertexList, NumbersMatchTheStreamNotationForAnyBits) {
+  // Every exponent, subnormals, infinities and NaNs, and random mantissas.
+  std::vector<float> values;
+  std::uint32_t x = 12345;
+  for (int i = 0; i < 60000; ++i) {
+    x ^= x << 13;
+    x ^= x >> 17;
+    x ^= x << 5;
+    std::uint32_t bits = i < 512 ? (static_cast<std::uint32_t>(i) << 23) | (x & 0x7FFFFF) : x;
+    float f;
+    std::memcpy(&f, &bits, 4);
+    values.push_back(f);
+  }
+  for (float f : {0.0f, -0.0f, 1.0f, 999999.5f, 9999995.0f, 0.0001f, 0.00001f, 123456.5f, 1e38f, 1e-45f})
+    values.push_back(f);
+  while (values.size() % 3) values.push_back(1);
+  const auto member = vertexList(static_cast<std::uint32_t>(values.size() / 3 - 1), values);
+  std::ostringstream expected;
+  for (std::size_t i = 0; i < values.size(); i += 3)
+    expected << values[i] << ',' << values[i + 1] << ',' << values[i + 2] << '\n';
+  EXPECT_EQ(vertexListText(member), expected.str());
 }

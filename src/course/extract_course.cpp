@@ -147,6 +147,10 @@ ExtractionSummary extractCourse(Host& host, Bytes archive, const std::string& ou
       [&](std::size_t pass) {
         PassOutcome outcome;
         const MemberChunk chunk = chunks[pass];
+        // The whole-buffer pass fails as inflation of an archive from its "ARC0" does; a
+        // buffer that begins with a zlib stream instead would be a member below offset 16,
+        // which the search never sees.
+        if (chunk.wholeBuffer()) return outcome;
         auto scratch = pool.take();
         const auto member =
             inflateChunk(archive.subspan(chunk.start, chunk.size()), kInflateAllowance * chunk.size(), *scratch);

@@ -1,6 +1,9 @@
 #include "course/member_inflate.h"
 
 #include <zlib.h>
+#ifdef VELLMARK_HAVE_LIBDEFLATE
+#include <libdeflate.h>
+#endif
 
 #include <algorithm>
 #include <cstring>
@@ -8,6 +11,18 @@
 #include <new>
 
 namespace vellmark {
+
+InflateScratch::InflateScratch() {
+#ifdef VELLMARK_HAVE_LIBDEFLATE
+  fast_ = libdeflate_alloc_decompressor();
+#endif
+}
+
+InflateScratch::~InflateScratch() {
+#ifdef VELLMARK_HAVE_LIBDEFLATE
+  libdeflate_free_decompressor(static_cast<libdeflate_decompressor*>(fast_));
+#endif
+}
 
 void InflateScratch::reserve(std::size_t bytes, std::size_t keep) {
   if (bytes <= size_) return;
@@ -33,6 +48,14 @@ struct InflateStream {
 
 }  // namespace
 
+bool inflateAcceptsReservedCodes() {
+#ifdef VELLMARK_HAVE_LIBDEFLATE
+  return true;
+#else
+  return false;
+#endif
+}
+
 std::optional<Bytes> inflateChunk(Bytes chunk, std::uint64_t capacity, InflateScratch& scratch,
                                   std::size_t directLimit) {
   if (capacity == 0) return std::nullopt;  // zlib cannot end a stream in no room
@@ -42,6 +65,16 @@ std::optional<Bytes> inflateChunk(Bytes chunk, std::uint64_t capacity, InflateSc
       std::min<std::uint64_t>(capacity, std::numeric_limits<std::size_t>::max()));
   scratch.reserve(std::min(limit, std::max(directLimit, std::size_t{1})), 0);
   std::size_t room = std::min(limit, scratch.size());
+
+#ifdef VELLMARK_HAVE_LIBDEFLATE
+  if (room == limit && scratch.fastDecompressor()) {
+    std::size_t consumed = 0, produced = 0;
+    const auto result =
+        libdeflate_zlib_decompress_ex(static_cast<libdeflate_decompressor*>(scratch.fastDecompressor()), chunk.data(),
+                                      chunk.size(), scratch.data(), limit, &consumed, &produced);
+    if (result == LIBDEFLATE_SUCCESS) return Bytes(scratch.data(), produced);
+  }
+#endif
 
   InflateStream inflater;
   if (!inflater.ready) throw std::bad_alloc();

@@ -22,6 +22,9 @@ struct MemberChunk {
   std::size_t start = 0;
   std::size_t end = 0;
   std::size_t size() const { return end - start; }
+  // The pass that found no signature takes the whole buffer, from offset 0. Whatever lies
+  // there is inside the 16 bytes the search skips, so that pass never yields a member.
+  bool wholeBuffer() const { return start == 0; }
   bool operator==(const MemberChunk&) const = default;
 };
 

@@ -25,10 +25,11 @@ inline unsigned defaultThreadCount() {
 
 // Runs work(i) for every i below `count` and commit(i, std::move(result)) in increasing i on
 // the calling thread. With `threads` <= 1 it is the plain loop commit(i, work(i)) with no
-// thread started. Otherwise `threads` workers run at most 2 x `threads` items ahead of the
-// last commit, which bounds the memory held by finished, uncommitted results. An exception
-// from work(i) is rethrown when item i would have been committed (later items' work may
-// have run, their commits do not); an exception from commit stops the workers and leaves.
+// thread started. Otherwise `threads` - 1 workers and the calling thread (between commits)
+// run the work, at most 8 x `threads` items ahead of the last commit, which bounds the
+// memory held by finished, uncommitted results. An exception from work(i) is rethrown when
+// item i would have been committed (later items' work may have run, their commits do
+// not); an exception from commit stops the workers and leaves.
 template <class Work, class Commit>
 void runOrdered(std::size_t count, unsigned threads, Work&& work, Commit&& commit) {
   using Result = decltype(work(std::size_t{}));
@@ -48,29 +49,37 @@ void runOrdered(std::size_t count, unsigned threads, Work&& work, Commit&& commi
   std::size_t next = 0;       // next item a worker takes
   std::size_t committed = 0;  // items committed so far
   bool stop = false;
-  const std::size_t window = std::size_t{threads} * 2;
+  const std::size_t window = std::size_t{threads} * 8;
 
+  // Takes the next item if the window allows; call with the lock held.
+  auto claim = [&](std::size_t& i) {
+    if (stop || next >= count || next >= committed + window) return false;
+    i = next++;
+    return true;
+  };
+  auto run = [&](std::size_t i) {
+    Slot slot;
+    try {
+      slot.result.emplace(work(i));
+    } catch (...) {
+      slot.error = std::current_exception();
+    }
+    {
+      std::lock_guard lock(mutex);
+      slots[i] = std::move(slot);
+      slots[i].done = true;
+    }
+    changed.notify_all();
+  };
   auto worker = [&] {
     for (;;) {
       std::size_t i;
       {
         std::unique_lock lock(mutex);
         changed.wait(lock, [&] { return stop || next >= count || next < committed + window; });
-        if (stop || next >= count) return;
-        i = next++;
+        if (!claim(i)) return;
       }
-      Slot slot;
-      try {
-        slot.result.emplace(work(i));
-      } catch (...) {
-        slot.error = std::current_exception();
-      }
-      {
-        std::lock_guard lock(mutex);
-        slots[i] = std::move(slot);
-        slots[i].done = true;
-      }
-      changed.notify_all();
+      run(i);
     }
   };
 
@@ -89,14 +98,23 @@ void runOrdered(std::size_t count, unsigned threads, Work&& work, Commit&& commi
       for (auto& t : threads) t.join();
     }
   } pool{{}, mutex, changed, stop};
-  const std::size_t workers = std::min<std::size_t>(threads, count);
+  const std::size_t workers = std::min<std::size_t>(threads, count) - 1;
   for (std::size_t t = 0; t < workers; ++t) pool.threads.emplace_back(worker);
 
   for (std::size_t i = 0; i < count; ++i) {
     Slot slot;
     {
       std::unique_lock lock(mutex);
-      changed.wait(lock, [&] { return slots[i].done; });
+      // While item i is not done, the calling thread works on the next free item itself.
+      for (std::size_t j; !slots[i].done;) {
+        if (claim(j)) {
+          lock.unlock();
+          run(j);
+          lock.lock();
+        } else {
+          changed.wait(lock, [&] { return slots[i].done || (next < count && next < committed + window); });
+        }
+      }
       slot = std::move(slots[i]);
       committed = i + 1;
     }
