@@ -327,32 +327,9 @@ std::function<Encoded(std::uint32_t, std::uint32_t, std::uint32_t)> plain(PlainF
 std::function<Encoded(std::uint32_t, std::uint32_t, std::uint32_t)> blocks(Block b) {
   return [b](std::uint32_t, std::uint32_t w, std::uint32_t h) { return encodeBlocks(b, w, h); };
 }
-
-const PlainFormat k8{Num::Fixed, 1, {{0, 8}}};
-const PlainFormat k1555{Num::Fixed, 2, {{0, 5}, {5, 5}, {10, 5}, {15, 1}}};
-const PlainFormat k565{Num::Fixed, 2, {{0, 5}, {5, 6}, {11, 5}}};
-const PlainFormat k655{Num::Fixed, 2, {{0, 5}, {5, 5}, {10, 6}}};
-const PlainFormat k8888{Num::Fixed, 4, {{0, 8}, {8, 8}, {16, 8}, {24, 8}}};
-const PlainFormat k2101010{Num::Fixed, 4, {{0, 10}, {10, 10}, {20, 10}, {30, 2}}};
-const PlainFormat k88{Num::Fixed, 2, {{0, 8}, {8, 8}}};
-const PlainFormat k4444{Num::Fixed, 2, {{0, 4}, {4, 4}, {8, 4}, {12, 4}}};
-const PlainFormat k101111{Num::Fixed, 4, {{0, 11}, {11, 11}, {22, 10}}};
-const PlainFormat k111110{Num::Fixed, 4, {{0, 10}, {10, 11}, {21, 11}}};
-const PlainFormat k248{Num::Fixed, 4, {{8, 24}}};
-const PlainFormat k248Float{Num::Depth20e4, 4, {{8, 24}}};
-const PlainFormat k16{Num::Fixed, 2, {{0, 16}}};
-const PlainFormat k1616{Num::Fixed, 4, {{0, 16}, {16, 16}}};
-const PlainFormat k16x4{Num::Fixed, 8, {{0, 16}, {16, 16}, {32, 16}, {48, 16}}};
-const PlainFormat kHalf1{Num::Half, 2, {{0, 16}}};
-const PlainFormat kHalf2{Num::Half, 4, {{0, 16}, {16, 16}}};
-const PlainFormat kHalf4{Num::Half, 8, {{0, 16}, {16, 16}, {32, 16}, {48, 16}}};
-const PlainFormat k32{Num::Fixed, 4, {{0, 32}}};
-const PlainFormat k3232{Num::Fixed, 8, {{0, 32}, {32, 32}}};
-const PlainFormat k32x4{Num::Fixed, 16, {{0, 32}, {32, 32}, {64, 32}, {96, 32}}};
-const PlainFormat kFloat1{Num::Single, 4, {{0, 32}}};
-const PlainFormat kFloat2{Num::Single, 8, {{0, 32}, {32, 32}}};
-const PlainFormat kFloat3{Num::Single, 12, {{0, 32}, {32, 32}, {64, 32}}};
-const PlainFormat kFloat4{Num::Single, 16, {{0, 32}, {32, 32}, {64, 32}, {96, 32}}};
+std::function<Encoded(std::uint32_t, std::uint32_t, std::uint32_t)> pairs(bool crFirst, bool toRgb) {
+  return [=](std::uint32_t, std::uint32_t w, std::uint32_t h) { return encodePairs(crFirst, toRgb, w, h); };
+}
 
 constexpr std::array<unsigned, 4> kU = {0, 0, 0, 0};
 constexpr std::array<unsigned, 4> kXYZW = {0, 1, 2, 3};
@@ -361,54 +338,54 @@ constexpr std::array<unsigned, 4> kZYXW = {2, 1, 0, 3};
 // Linear format codes of every format family; names as the console's headers give them.
 std::vector<FormatCase> allFormats() {
   return {
-      {"A8", 0x04900002, plain(k8)},
-      {"L8", 0x28000002, plain(k8)},
-      {"8_A", makeFormat(8, 0, kU, false, {0, 0, 0, 5}, false), plain(k8)},
-      {"8_B", makeFormat(9, 0, kU, false, {0, 0, 0, 5}, false), plain(k8)},
-      {"A1R5G5B5", 0x18280043, plain(k1555)},
-      {"X1R5G5B5", 0x28280043, plain(k1555)},
-      {"R5G6B5", 0x28280044, plain(k565)},
-      {"R6G5B5", 0x28280045, plain(k655)},
-      {"L6V5U5", 0x2A200A45, plain(k655)},
-      {"A8R8G8B8", 0x18280086, plain(k8888)},
-      {"X8R8G8B8", 0x28280086, plain(k8888)},
-      {"A8B8G8R8", 0x1A200086, plain(k8888)},
-      {"X8L8V8U8", 0x2A200A86, plain(k8888)},
-      {"Q8W8V8U8", 0x1A20AA86, plain(k8888)},
-      {"8_8_8_8_A", makeFormat(14, 2, kU, false, kZYXW, false), plain(k8888)},
-      {"8_8_8_8_AS_16_16_16_16", makeFormat(50, 2, kU, false, kZYXW, false), plain(k8888)},
-      {"2_10_10_10", makeFormat(7, 2, kU, false, kZYXW, false), plain(k2101010)},
-      {"A2R10G10B10", 0x182800B6, plain(k2101010)},
-      {"A8L8", 0x0800004A, plain(k88)},
-      {"V8U8", 0x2D20AA4A, plain(k88)},
-      {"32_AS_8", makeFormat(39, 2, kU, false, {0, 0, 0, 5}, false), plain(k8, 4)},
-      {"32_AS_8_8", makeFormat(40, 2, kU, false, {0, 0, 0, 1}, false), plain(k88, 2)},
-      {"A4R4G4B4", 0x1828004F, plain(k4444)},
-      {"10_11_11", makeFormat(16, 2, kU, false, kZYXW, false), plain(k101111)},
-      {"11_11_10", makeFormat(17, 2, kU, false, kZYXW, false), plain(k111110)},
-      {"R10G11B11", 0x282800B7, plain(k101111)},
-      {"R11G11B10", 0x282800B8, plain(k111110)},
-      {"W11V11U10", 0x2A20AAB8, plain(k111110)},
-      {"D24X8", 0x2DA00096, plain(k248)},
-      {"D24FS8", 0x1A220097, plain(k248Float)},
-      {"L16", 0x28000058, plain(k16)},
-      {"D16", 0x1A220058, plain(k16)},
-      {"G16R16", 0x2D200099, plain(k1616)},
-      {"V16U16", 0x2D20AA99, plain(k1616)},
-      {"A16B16G16R16", 0x1A20005A, plain(k16x4)},
-      {"16_EXPAND", makeFormat(27, 1, {1, 1, 1, 1}, true, {0, 5, 5, 5}, false), plain(kHalf1)},
-      {"16_16_EXPAND", makeFormat(28, 2, {1, 1, 1, 1}, true, {0, 1, 5, 5}, false), plain(kHalf2)},
-      {"16_16_16_16_EXPAND", makeFormat(29, 1, {1, 1, 1, 1}, true, kXYZW, false), plain(kHalf4)},
-      {"R16F", 0x2DA2AA5E, plain(kHalf1)},
-      {"G16R16F", 0x2D22AA9F, plain(kHalf2)},
-      {"A16B16G16R16F", 0x1A22AA60, plain(kHalf4)},
-      {"D32", 0x1A2200A1, plain(k32)},
-      {"32_32", makeFormat(34, 2, kU, false, {0, 1, 5, 5}, false), plain(k3232)},
-      {"32_32_32_32", makeFormat(35, 2, kU, false, kXYZW, false), plain(k32x4)},
-      {"R32F", 0x2DA2AAA4, plain(kFloat1)},
-      {"G32R32F", 0x2D22AAA5, plain(kFloat2)},
-      {"A32B32G32R32F", 0x1A22AAA6, plain(kFloat4)},
-      {"32_32_32_FLOAT", makeFormat(57, 2, {1, 1, 1, 1}, true, {0, 1, 2, 5}, false), plain(kFloat3), false},
+      {"A8", 0x04900002, plain({Num::Fixed, 1, {{0, 8}}})},
+      {"L8", 0x28000002, plain({Num::Fixed, 1, {{0, 8}}})},
+      {"8_A", makeFormat(8, 0, kU, false, {0, 0, 0, 5}, false), plain({Num::Fixed, 1, {{0, 8}}})},
+      {"8_B", makeFormat(9, 0, kU, false, {0, 0, 0, 5}, false), plain({Num::Fixed, 1, {{0, 8}}})},
+      {"A1R5G5B5", 0x18280043, plain({Num::Fixed, 2, {{0, 5}, {5, 5}, {10, 5}, {15, 1}}})},
+      {"X1R5G5B5", 0x28280043, plain({Num::Fixed, 2, {{0, 5}, {5, 5}, {10, 5}, {15, 1}}})},
+      {"R5G6B5", 0x28280044, plain({Num::Fixed, 2, {{0, 5}, {5, 6}, {11, 5}}})},
+      {"R6G5B5", 0x28280045, plain({Num::Fixed, 2, {{0, 5}, {5, 5}, {10, 6}}})},
+      {"L6V5U5", 0x2A200A45, plain({Num::Fixed, 2, {{0, 5}, {5, 5}, {10, 6}}})},
+      {"A8R8G8B8", 0x18280086, plain({Num::Fixed, 4, {{0, 8}, {8, 8}, {16, 8}, {24, 8}}})},
+      {"X8R8G8B8", 0x28280086, plain({Num::Fixed, 4, {{0, 8}, {8, 8}, {16, 8}, {24, 8}}})},
+      {"A8B8G8R8", 0x1A200086, plain({Num::Fixed, 4, {{0, 8}, {8, 8}, {16, 8}, {24, 8}}})},
+      {"X8L8V8U8", 0x2A200A86, plain({Num::Fixed, 4, {{0, 8}, {8, 8}, {16, 8}, {24, 8}}})},
+      {"Q8W8V8U8", 0x1A20AA86, plain({Num::Fixed, 4, {{0, 8}, {8, 8}, {16, 8}, {24, 8}}})},
+      {"8_8_8_8_A", makeFormat(14, 2, kU, false, kZYXW, false), plain({Num::Fixed, 4, {{0, 8}, {8, 8}, {16, 8}, {24, 8}}})},
+      {"8_8_8_8_AS_16_16_16_16", makeFormat(50, 2, kU, false, kZYXW, false), plain({Num::Fixed, 4, {{0, 8}, {8, 8}, {16, 8}, {24, 8}}})},
+      {"2_10_10_10", makeFormat(7, 2, kU, false, kZYXW, false), plain({Num::Fixed, 4, {{0, 10}, {10, 10}, {20, 10}, {30, 2}}})},
+      {"A2R10G10B10", 0x182800B6, plain({Num::Fixed, 4, {{0, 10}, {10, 10}, {20, 10}, {30, 2}}})},
+      {"A8L8", 0x0800004A, plain({Num::Fixed, 2, {{0, 8}, {8, 8}}})},
+      {"V8U8", 0x2D20AA4A, plain({Num::Fixed, 2, {{0, 8}, {8, 8}}})},
+      {"32_AS_8", makeFormat(39, 2, kU, false, {0, 0, 0, 5}, false), plain({Num::Fixed, 1, {{0, 8}}}, 4)},
+      {"32_AS_8_8", makeFormat(40, 2, kU, false, {0, 0, 0, 1}, false), plain({Num::Fixed, 2, {{0, 8}, {8, 8}}}, 2)},
+      {"A4R4G4B4", 0x1828004F, plain({Num::Fixed, 2, {{0, 4}, {4, 4}, {8, 4}, {12, 4}}})},
+      {"10_11_11", makeFormat(16, 2, kU, false, kZYXW, false), plain({Num::Fixed, 4, {{0, 11}, {11, 11}, {22, 10}}})},
+      {"11_11_10", makeFormat(17, 2, kU, false, kZYXW, false), plain({Num::Fixed, 4, {{0, 10}, {10, 11}, {21, 11}}})},
+      {"R10G11B11", 0x282800B7, plain({Num::Fixed, 4, {{0, 11}, {11, 11}, {22, 10}}})},
+      {"R11G11B10", 0x282800B8, plain({Num::Fixed, 4, {{0, 10}, {10, 11}, {21, 11}}})},
+      {"W11V11U10", 0x2A20AAB8, plain({Num::Fixed, 4, {{0, 10}, {10, 11}, {21, 11}}})},
+      {"D24X8", 0x2DA00096, plain({Num::Fixed, 4, {{8, 24}}})},
+      {"D24FS8", 0x1A220097, plain({Num::Depth20e4, 4, {{8, 24}}})},
+      {"L16", 0x28000058, plain({Num::Fixed, 2, {{0, 16}}})},
+      {"D16", 0x1A220058, plain({Num::Fixed, 2, {{0, 16}}})},
+      {"G16R16", 0x2D200099, plain({Num::Fixed, 4, {{0, 16}, {16, 16}}})},
+      {"V16U16", 0x2D20AA99, plain({Num::Fixed, 4, {{0, 16}, {16, 16}}})},
+      {"A16B16G16R16", 0x1A20005A, plain({Num::Fixed, 8, {{0, 16}, {16, 16}, {32, 16}, {48, 16}}})},
+      {"16_EXPAND", makeFormat(27, 1, {1, 1, 1, 1}, true, {0, 5, 5, 5}, false), plain({Num::Half, 2, {{0, 16}}})},
+      {"16_16_EXPAND", makeFormat(28, 2, {1, 1, 1, 1}, true, {0, 1, 5, 5}, false), plain({Num::Half, 4, {{0, 16}, {16, 16}}})},
+      {"16_16_16_16_EXPAND", makeFormat(29, 1, {1, 1, 1, 1}, true, kXYZW, false), plain({Num::Half, 8, {{0, 16}, {16, 16}, {32, 16}, {48, 16}}})},
+      {"R16F", 0x2DA2AA5E, plain({Num::Half, 2, {{0, 16}}})},
+      {"G16R16F", 0x2D22AA9F, plain({Num::Half, 4, {{0, 16}, {16, 16}}})},
+      {"A16B16G16R16F", 0x1A22AA60, plain({Num::Half, 8, {{0, 16}, {16, 16}, {32, 16}, {48, 16}}})},
+      {"D32", 0x1A2200A1, plain({Num::Fixed, 4, {{0, 32}}})},
+      {"32_32", makeFormat(34, 2, kU, false, {0, 1, 5, 5}, false), plain({Num::Fixed, 8, {{0, 32}, {32, 32}}})},
+      {"32_32_32_32", makeFormat(35, 2, kU, false, kXYZW, false), plain({Num::Fixed, 16, {{0, 32}, {32, 32}, {64, 32}, {96, 32}}})},
+      {"R32F", 0x2DA2AAA4, plain({Num::Single, 4, {{0, 32}}})},
+      {"G32R32F", 0x2D22AAA5, plain({Num::Single, 8, {{0, 32}, {32, 32}}})},
+      {"A32B32G32R32F", 0x1A22AAA6, plain({Num::Single, 16, {{0, 32}, {32, 32}, {64, 32}, {96, 32}}})},
+      {"32_32_32_FLOAT", makeFormat(57, 2, {1, 1, 1, 1}, true, {0, 1, 2, 5}, false), plain({Num::Single, 12, {{0, 32}, {32, 32}, {64, 32}}}), false},
       {"DXT1", 0x1A200052, blocks(Block::Dxt1)},
       {"DXT1_AS_16_16_16_16", makeFormat(51, 1, kU, false, kXYZW, false), blocks(Block::Dxt1)},
       {"DXT2_3", 0x1A200053, blocks(Block::Dxt3)},
@@ -420,10 +397,10 @@ std::vector<FormatCase> allFormats() {
       {"DXT5A", 0x1A20007B, blocks(Block::Dxt5A)},
       {"CTX1", 0x1A20007C, blocks(Block::Ctx1)},
       {"DXT3A_AS_1_1_1_1", 0x1A20007D, blocks(Block::Dxt3A1111)},
-      {"YUY2", 0x1A20004B, [](std::uint32_t, std::uint32_t w, std::uint32_t h) { return encodePairs(true, true, w, h); }},
-      {"UYVY", 0x1A20004C, [](std::uint32_t, std::uint32_t w, std::uint32_t h) { return encodePairs(false, true, w, h); }},
-      {"R8G8_B8G8", 0x1828004B, [](std::uint32_t, std::uint32_t w, std::uint32_t h) { return encodePairs(true, false, w, h); }},
-      {"G8R8_G8B8", 0x1828004C, [](std::uint32_t, std::uint32_t w, std::uint32_t h) { return encodePairs(false, false, w, h); }},
+      {"YUY2", 0x1A20004B, pairs(true, true)},
+      {"UYVY", 0x1A20004C, pairs(false, true)},
+      {"R8G8_B8G8", 0x1828004B, pairs(true, false)},
+      {"G8R8_G8B8", 0x1828004C, pairs(false, false)},
   };
 }
 
@@ -453,128 +430,72 @@ TEST(XboxConvert, EveryFormatComesBackFromTiledAndLinearBundles) {
   }
 }
 
-namespace {
-
-std::vector<std::uint8_t> convertRow(const std::vector<std::uint8_t>& stored, std::uint32_t format, std::uint32_t w,
-                                     std::uint32_t h) {
-  return xbox::convertToBgra(stored, stored.size(), w, h, format);
-}
-
-}  // namespace
-
-TEST(XboxConvert, ComponentsFollowTheSwizzleNotTheName) {
-  // The console stores A=11 R=22 G=33 B=44 as 11 22 33 44.
-  const std::vector<std::uint8_t> stored = {0x11, 0x22, 0x33, 0x44};
-  EXPECT_EQ(convertRow(stored, 0x18280086, 1, 1), (std::vector<std::uint8_t>{0x44, 0x33, 0x22, 0x11}));  // A8R8G8B8
-  EXPECT_EQ(convertRow(stored, 0x28280086, 1, 1), (std::vector<std::uint8_t>{0x44, 0x33, 0x22, 0xFF}));  // X8R8G8B8
-  EXPECT_EQ(convertRow(stored, 0x1A200086, 1, 1), (std::vector<std::uint8_t>{0x22, 0x33, 0x44, 0x11}));  // A8B8G8R8
-  // No swap for one-byte formats, and the constants 0 and 1 of the swizzle.
-  EXPECT_EQ(convertRow({0x80}, 0x04900002, 1, 1), (std::vector<std::uint8_t>{0, 0, 0, 0x80}));     // A8
-  EXPECT_EQ(convertRow({0x80}, 0x28000002, 1, 1), (std::vector<std::uint8_t>{0x80, 0x80, 0x80, 0xFF}));  // L8
-  // Missing components read as 255: DXT5A's X feeds red, the rest is full.
-  EXPECT_EQ(convertRow({0x40, 0x40, 0, 0, 0, 0, 0, 0}, 0x1A20007B, 1, 1), (std::vector<std::uint8_t>{255, 255, 0x40, 255}));
-}
-
-TEST(XboxConvert, NarrowChannelsRepeatTheirBitsAndWideOnesKeepTheTop) {
-  // R5G6B5 red 0x13, green 0x2A, blue 0x07, stored with its bytes swapped.
-  const std::uint16_t word = (0x13 << 11) | (0x2A << 5) | 0x07;
-  const std::vector<std::uint8_t> stored = {static_cast<std::uint8_t>(word >> 8), static_cast<std::uint8_t>(word)};
-  EXPECT_EQ(convertRow(stored, 0x28280044, 1, 1), (std::vector<std::uint8_t>{0x39, 0xAA, 0x9C, 0xFF}));
-  // 2_10_10_10: 10-bit 0x3FF -> 255, 0x201 -> 0x80; the 2-bit alpha 1 -> 85.
-  const std::uint32_t w = 0x3FFu | (0x201u << 10) | (0x0FFu << 20) | (1u << 30);
-  const std::vector<std::uint8_t> s2 = {static_cast<std::uint8_t>(w >> 24), static_cast<std::uint8_t>(w >> 16),
-                                        static_cast<std::uint8_t>(w >> 8), static_cast<std::uint8_t>(w)};
-  EXPECT_EQ(convertRow(s2, 0x1A200087, 1, 1), (std::vector<std::uint8_t>{0x3F, 0x80, 0xFF, 85}));
-}
-
-TEST(XboxConvert, SignedChannelsMapMinusOneToOneOntoTheByteRange) {
-  // V8U8 (bytes swapped in 16-bit units): U in the low byte, V in the high byte.
-  const std::pair<std::uint8_t, std::uint8_t> cases[] = {{0x80, 0}, {0x81, 0}, {0x00, 128}, {0x7F, 255}, {0x40, 192}};
-  for (const auto& [raw, expected] : cases) {
-    const auto out = convertRow({0x00, raw}, 0x2D20AA4A, 1, 1);
-    EXPECT_EQ(out[2], expected) << int(raw);  // red = U
-    EXPECT_EQ(out[1], 128);                   // green = V = 0
-    EXPECT_EQ(out[0], 255);                   // blue and alpha are the constant 1
-  }
-}
-
-TEST(XboxConvert, FloatChannelsClampAndRound) {
-  // R16F half floats (swapped in 16-bit units): 0.5, -2, 3, NaN, +infinity.
-  const std::pair<std::uint16_t, std::uint8_t> cases[] = {{0x3800, 128}, {0xC000, 0}, {0x4200, 255}, {0x7E00, 255}, {0x7C00, 255}};
-  for (const auto& [half, expected] : cases) {
-    const auto out = convertRow({static_cast<std::uint8_t>(half >> 8), static_cast<std::uint8_t>(half)}, 0x2DA2AA5E, 1, 1);
-    EXPECT_EQ(out[2], expected) << std::hex << half;
-  }
-  // 32-bit float 0.25 -> 64 (63.75 rounded half up).
-  const std::vector<std::uint8_t> quarter = {0x3E, 0x80, 0x00, 0x00};
-  EXPECT_EQ(convertRow(quarter, 0x2DA2AAA4, 1, 1)[2], 64);
-}
-
-TEST(XboxConvert, DxtBlocksInterpolateWithTruncation) {
-  // Colour 0 pure red, colour 1 pure blue; stored with bytes swapped in 16-bit units.
-  std::vector<std::uint8_t> block = {0xF8, 0x00, 0x00, 0x1F, 0x00, 0x00, 0x00, 0x00};
-  auto out = convertRow(block, 0x1A200052, 4, 4);
-  for (std::size_t t = 0; t < 16; ++t) EXPECT_EQ(std::vector<std::uint8_t>(out.begin() + t * 4, out.begin() + t * 4 + 4),
-                                                 (std::vector<std::uint8_t>{0x00, 0x00, 0xFF, 0xFF}));
-  block = {0xF8, 0x00, 0x00, 0x1F, 0xAA, 0xAA, 0xAA, 0xAA};  // every index 2: (2 c0 + c1) / 3
-  out = convertRow(block, 0x1A200052, 4, 4);
-  EXPECT_EQ(std::vector<std::uint8_t>(out.begin(), out.begin() + 4), (std::vector<std::uint8_t>{85, 0, 170, 255}));
-  // Colour 0 <= colour 1: three colours, index 2 the mean, index 3 transparent black.
-  block = {0x00, 0x1F, 0xF8, 0x00, 0x00, 0xFE, 0x00, 0x00};  // texel 0 index 2, texel 1 index 3
-  out = convertRow(block, 0x1A200052, 4, 4);
-  EXPECT_EQ(std::vector<std::uint8_t>(out.begin(), out.begin() + 4), (std::vector<std::uint8_t>{127, 0, 127, 255}));
-  EXPECT_EQ(std::vector<std::uint8_t>(out.begin() + 4, out.begin() + 8), (std::vector<std::uint8_t>{0, 0, 0, 0}));
-  // DXT3 colour blocks always have four colours.
-  std::vector<std::uint8_t> dxt3(8, 0xFF);
-  dxt3.insert(dxt3.end(), {0x00, 0x1F, 0xF8, 0x00, 0x00, 0x02, 0x00, 0x00});  // index 2, c0 < c1
-  out = convertRow(dxt3, 0x1A200053, 4, 4);
-  EXPECT_EQ(std::vector<std::uint8_t>(out.begin(), out.begin() + 4), (std::vector<std::uint8_t>{170, 0, 85, 255}));
-}
-
-TEST(XboxConvert, AlphaBlocksInEightAndSixValueModes) {
-  // DXT5A: a0 255, a1 0, codes 2 (texel 0) and 7 (texel 1): 218 and 36.
-  auto texel = [](const std::vector<std::uint8_t>& out, int t) { return out[static_cast<std::size_t>(t) * 4 + 2]; };
-  std::uint64_t codes = 2 | (7 << 3);
-  std::vector<std::uint8_t> le = {255, 0};
-  for (int i = 0; i < 6; ++i) le.push_back(static_cast<std::uint8_t>(codes >> (8 * i)));
-  std::vector<std::uint8_t> stored = le;
-  for (std::size_t i = 0; i < 8; i += 2) std::swap(stored[i], stored[i + 1]);
-  auto out = convertRow(stored, 0x1A20007B, 4, 4);
-  EXPECT_EQ(texel(out, 0), 218);
-  EXPECT_EQ(texel(out, 1), 36);
-  // a0 <= a1: codes 2, 6 and 7 give (4 a0 + a1) / 5, 0 and 255.
-  codes = 2 | (6 << 3) | (7 << 6);
-  le = {0, 255};
-  for (int i = 0; i < 6; ++i) le.push_back(static_cast<std::uint8_t>(codes >> (8 * i)));
-  stored = le;
-  for (std::size_t i = 0; i < 8; i += 2) std::swap(stored[i], stored[i + 1]);
-  out = convertRow(stored, 0x1A20007B, 4, 4);
-  EXPECT_EQ(texel(out, 0), 51);
-  EXPECT_EQ(texel(out, 1), 0);
-  EXPECT_EQ(texel(out, 2), 255);
-}
-
-TEST(XboxConvert, TwoChannelBlocksKeepTheirOrder) {
-  // DXN: the first half is red, the second green; blue and alpha are absent (full).
-  std::vector<std::uint8_t> dxn = {0x10, 0x10, 0, 0, 0, 0, 0, 0, 0xE0, 0xE0, 0, 0, 0, 0, 0, 0};
-  for (std::size_t i = 0; i < 16; i += 2) std::swap(dxn[i], dxn[i + 1]);
-  auto out = convertRow(dxn, 0x1A200071, 4, 4);
-  EXPECT_EQ(std::vector<std::uint8_t>(out.begin(), out.begin() + 4), (std::vector<std::uint8_t>{0xFF, 0xE0, 0x10, 0xFF}));
-  // CTX1: each 16-bit endpoint holds X in its high byte and Y in its low byte.
-  std::vector<std::uint8_t> ctx1 = {0x40, 0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00};  // e0 = 0xC040 little-endian
-  for (std::size_t i = 0; i < 8; i += 2) std::swap(ctx1[i], ctx1[i + 1]);
-  out = convertRow(ctx1, 0x1A20007C, 4, 4);
-  EXPECT_EQ(std::vector<std::uint8_t>(out.begin(), out.begin() + 4), (std::vector<std::uint8_t>{0xFF, 0x40, 0xC0, 0xFF}));
-}
-
-TEST(XboxConvert, YuvTexelsBecomeRgbByTheStudioRangeFormula) {
-  // Y0 Cb Y1 Cr after the swap: white, black, and red.
-  auto yuy2 = [](std::uint8_t y0, std::uint8_t cb, std::uint8_t y1, std::uint8_t cr) {
-    return convertRow({cb, y0, cr, y1}, 0x1A20004B, 2, 1);
+// Hand-made texels in console byte order that pin the rules the round trip cannot reach:
+// swizzle constants, float clamps, DXT interpolation and three-colour mode, alpha-block
+// modes, two-channel order and the YUV formula. kAbsent marks a byte left unchecked.
+TEST(XboxConvert, HandMadeTexelsPinTheChannelRules) {
+  struct Pin {
+    const char* what;
+    std::uint32_t format, w, h;
+    std::vector<std::uint8_t> stored;
+    std::size_t texel;
+    std::array<int, 4> bgra;
   };
-  EXPECT_EQ(yuy2(235, 128, 16, 128), (std::vector<std::uint8_t>{255, 255, 255, 255, 0, 0, 0, 255}));
-  const auto red = yuy2(81, 90, 81, 240);
-  EXPECT_EQ(std::vector<std::uint8_t>(red.begin(), red.begin() + 4), (std::vector<std::uint8_t>{0, 0, 255, 255}));
+  const std::vector<std::uint8_t> dxt3 = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                                          0x00, 0x1F, 0xF8, 0x00, 0x00, 0x02, 0x00, 0x00};
+  const Pin pins[] = {
+      // A=11 R=22 G=33 B=44 is stored as 11 22 33 44.
+      {"A8R8G8B8", 0x18280086, 1, 1, {0x11, 0x22, 0x33, 0x44}, 0, {0x44, 0x33, 0x22, 0x11}},
+      {"X8R8G8B8", 0x28280086, 1, 1, {0x11, 0x22, 0x33, 0x44}, 0, {0x44, 0x33, 0x22, 0xFF}},
+      {"A8B8G8R8", 0x1A200086, 1, 1, {0x11, 0x22, 0x33, 0x44}, 0, {0x22, 0x33, 0x44, 0x11}},
+      {"A8 takes the constant 0", 0x04900002, 1, 1, {0x80}, 0, {0, 0, 0, 0x80}},
+      {"L8", 0x28000002, 1, 1, {0x80}, 0, {0x80, 0x80, 0x80, 0xFF}},
+      {"DXT5A, absent components are full", 0x1A20007B, 1, 1, {0x40, 0x40, 0, 0, 0, 0, 0, 0}, 0, {255, 255, 0x40, 255}},
+      // Narrow channels repeat their bits, wide ones keep the top (0x9D47: 0x13, 0x2A, 0x07).
+      {"R5G6B5", 0x28280044, 1, 1, {0x9D, 0x47}, 0, {0x39, 0xAA, 0x9C, 0xFF}},
+      {"2_10_10_10: 0x3FF, 0x201, 0x0FF, 1", 0x1A200087, 1, 1, {0x4F, 0xF8, 0x07, 0xFF}, 0, {0x3F, 0x80, 0xFF, 85}},
+      // Signed: -128 and -127 are both -1; U feeds red, V = 0 green.
+      {"V8U8 -128", 0x2D20AA4A, 1, 1, {0x00, 0x80}, 0, {255, 128, 0, kAbsent}},
+      {"V8U8 -127", 0x2D20AA4A, 1, 1, {0x00, 0x81}, 0, {255, 128, 0, kAbsent}},
+      {"V8U8 127", 0x2D20AA4A, 1, 1, {0x00, 0x7F}, 0, {255, 128, 255, kAbsent}},
+      {"V8U8 64", 0x2D20AA4A, 1, 1, {0x00, 0x40}, 0, {255, 128, 192, kAbsent}},
+      // Floats clamp to 0..1 and round half up; NaN reads as full.
+      {"R16F 0.5", 0x2DA2AA5E, 1, 1, {0x38, 0x00}, 0, {kAbsent, kAbsent, 128, kAbsent}},
+      {"R16F -2", 0x2DA2AA5E, 1, 1, {0xC0, 0x00}, 0, {kAbsent, kAbsent, 0, kAbsent}},
+      {"R16F 3", 0x2DA2AA5E, 1, 1, {0x42, 0x00}, 0, {kAbsent, kAbsent, 255, kAbsent}},
+      {"R16F NaN", 0x2DA2AA5E, 1, 1, {0x7E, 0x00}, 0, {kAbsent, kAbsent, 255, kAbsent}},
+      {"R16F infinity", 0x2DA2AA5E, 1, 1, {0x7C, 0x00}, 0, {kAbsent, kAbsent, 255, kAbsent}},
+      {"R32F 0.25", 0x2DA2AAA4, 1, 1, {0x3E, 0x80, 0x00, 0x00}, 0, {kAbsent, kAbsent, 64, kAbsent}},
+      // DXT1 colour 0 red, colour 1 blue (bytes swapped in 16-bit units); thirds truncate.
+      {"DXT1 index 0", 0x1A200052, 4, 4, {0xF8, 0x00, 0x00, 0x1F, 0, 0, 0, 0}, 0, {0x00, 0x00, 0xFF, 0xFF}},
+      {"DXT1 index 0, last texel", 0x1A200052, 4, 4, {0xF8, 0x00, 0x00, 0x1F, 0, 0, 0, 0}, 15, {0x00, 0x00, 0xFF, 0xFF}},
+      {"DXT1 index 2", 0x1A200052, 4, 4, {0xF8, 0x00, 0x00, 0x1F, 0xAA, 0xAA, 0xAA, 0xAA}, 0, {85, 0, 170, 255}},
+      // Colour 0 <= colour 1: index 2 is the mean, index 3 transparent black.
+      {"DXT1 three colours, mean", 0x1A200052, 4, 4, {0x00, 0x1F, 0xF8, 0x00, 0x00, 0xFE, 0x00, 0x00}, 0, {127, 0, 127, 255}},
+      {"DXT1 three colours, black", 0x1A200052, 4, 4, {0x00, 0x1F, 0xF8, 0x00, 0x00, 0xFE, 0x00, 0x00}, 1, {0, 0, 0, 0}},
+      {"DXT3 colour blocks always have four colours", 0x1A200053, 4, 4, dxt3, 0, {170, 0, 85, 255}},
+      // DXT5A a0 255 > a1 0: codes 2 and 7 give 218 and 36.
+      {"DXT5A 8 values, code 2", 0x1A20007B, 4, 4, {0, 255, 0, 0x3A, 0, 0, 0, 0}, 0, {kAbsent, kAbsent, 218, kAbsent}},
+      {"DXT5A 8 values, code 7", 0x1A20007B, 4, 4, {0, 255, 0, 0x3A, 0, 0, 0, 0}, 1, {kAbsent, kAbsent, 36, kAbsent}},
+      // a0 0 <= a1 255: codes 2, 6 and 7 give (4 a0 + a1) / 5, 0 and 255.
+      {"DXT5A 6 values, code 2", 0x1A20007B, 4, 4, {255, 0, 0x01, 0xF2, 0, 0, 0, 0}, 0, {kAbsent, kAbsent, 51, kAbsent}},
+      {"DXT5A 6 values, code 6", 0x1A20007B, 4, 4, {255, 0, 0x01, 0xF2, 0, 0, 0, 0}, 1, {kAbsent, kAbsent, 0, kAbsent}},
+      {"DXT5A 6 values, code 7", 0x1A20007B, 4, 4, {255, 0, 0x01, 0xF2, 0, 0, 0, 0}, 2, {kAbsent, kAbsent, 255, kAbsent}},
+      // DXN: first half red, second green. CTX1: X in an endpoint's high byte, Y in its low.
+      {"DXN", 0x1A200071, 4, 4, {0x10, 0x10, 0, 0, 0, 0, 0, 0, 0xE0, 0xE0, 0, 0, 0, 0, 0, 0}, 0, {0xFF, 0xE0, 0x10, 0xFF}},
+      {"CTX1", 0x1A20007C, 4, 4, {0xC0, 0x40, 0, 0, 0, 0, 0, 0}, 0, {0xFF, 0x40, 0xC0, 0xFF}},
+      // YUY2 stored Cb Y0 Cr Y1: white then black, and red.
+      {"YUY2 white", 0x1A20004B, 2, 1, {128, 235, 128, 16}, 0, {255, 255, 255, 255}},
+      {"YUY2 black", 0x1A20004B, 2, 1, {128, 235, 128, 16}, 1, {0, 0, 0, 255}},
+      {"YUY2 red", 0x1A20004B, 2, 1, {90, 81, 240, 81}, 0, {0, 0, 255, 255}},
+  };
+  for (const Pin& p : pins) {
+    const auto out = xbox::convertToBgra(p.stored, p.stored.size(), p.w, p.h, p.format);
+    ASSERT_EQ(out.size(), std::size_t{p.w} * p.h * 4) << p.what;
+    for (std::size_t c = 0; c < 4; ++c)
+      EXPECT_TRUE(p.bgra[c] == kAbsent || out[p.texel * 4 + c] == p.bgra[c])
+          << p.what << ", byte " << c << " is " << int(out[p.texel * 4 + c]) << ", expected " << p.bgra[c];
+  }
 }
 
 TEST(XboxConvert, EndianSwapsAndErrors) {
@@ -592,7 +513,8 @@ TEST(XboxConvert, EndianSwapsAndErrors) {
   EXPECT_EQ(ten, (std::vector<std::uint8_t>{2, 1, 4, 3, 6, 5, 8, 7, 9, 10, 11}));
   xbox::endianSwap(ten, xbox::Endian::Swap8In16);
   EXPECT_EQ(ten, (std::vector<std::uint8_t>{1, 2, 3, 4, 5, 6, 7, 8, 10, 9, 11}));
-  EXPECT_THROW(convertRow({1, 2, 3}, 0x18280086, 1, 1), Error);        // too short
-  EXPECT_THROW(convertRow(std::vector<std::uint8_t>(64), 0x0D, 2, 2), Error);  // EDRAM format
-  EXPECT_THROW(xbox::convertToBgra(std::vector<std::uint8_t>(8), 4, 2, 2, 0x18280086), Error);  // pitch < row
+  const std::vector<std::uint8_t> three = {1, 2, 3}, zeros(64);
+  EXPECT_THROW(xbox::convertToBgra(three, 3, 1, 1, 0x18280086), Error);   // too short
+  EXPECT_THROW(xbox::convertToBgra(zeros, 64, 2, 2, 0x0D), Error);        // EDRAM format
+  EXPECT_THROW(xbox::convertToBgra(zeros, 4, 2, 2, 0x18280086), Error);   // pitch < row
 }

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <numeric>
 
 #include "d3dutil/xbox_texture.h"
 #include "d3dutil/xbox_tiling.h"
@@ -44,28 +43,22 @@ TEST(XboxTiling, OffsetsMatchTheKnownVectors) {
         << c.bytesPerBlock << " bytes, pitch " << c.pitch << ", (" << c.x << "," << c.y << ")";
 }
 
-TEST(XboxTiling, UntilingASurfaceNumberedByElementGivesTheAddressMap) {
-  // Element k of a tiled 32 x 32 A8R8G8B8 surface holds k: texel (x, y) must then hold
-  // its address divided by four, and the first elements are the known blocks.
-  std::vector<std::uint8_t> tiled(32 * 32 * 4);
-  for (std::uint32_t k = 0; k < 32 * 32; ++k) storeU32(&tiled[k * 4], k);
-  std::vector<std::uint8_t> linear(32 * 32 * 4);
-  untile(tiled, {32, 2, 0, 0, 32, 32}, linear, 32 * 4);
-  for (std::uint32_t y = 0; y < 32; ++y)
-    for (std::uint32_t x = 0; x < 32; ++x) ASSERT_EQ(loadU32(&linear[(y * 32 + x) * 4]), tiledOffset(x, y, 32, 2) / 4);
-  const std::pair<int, int> first16[] = {{0, 0}, {1, 0}, {2, 0}, {3, 0}, {0, 1}, {1, 1}, {2, 1}, {3, 1},
-                                         {4, 0}, {5, 0}, {6, 0}, {7, 0}, {4, 1}, {5, 1}, {6, 1}, {7, 1}};
-  for (std::uint32_t k = 0; k < 16; ++k)
-    EXPECT_EQ(loadU32(&linear[(first16[k].second * 32 + first16[k].first) * 4]), k);
-
-  // Eight-byte blocks: the first elements pair up differently.
-  std::vector<std::uint8_t> tiled8(32 * 32 * 8), linear8(32 * 32 * 8);
-  for (std::uint32_t k = 0; k < 32 * 32; ++k) storeU32(&tiled8[k * 8], k);
-  untile(tiled8, {32, 3, 0, 0, 32, 32}, linear8, 32 * 8);
-  const std::pair<int, int> first8[] = {{0, 0}, {1, 0}, {0, 1}, {1, 1}, {2, 0}, {3, 0}, {2, 1}, {3, 1},
-                                        {8, 0}, {9, 0}, {8, 1}, {9, 1}, {10, 0}, {11, 0}, {10, 1}, {11, 1}};
-  for (std::uint32_t k = 0; k < 16; ++k)
-    EXPECT_EQ(loadU32(&linear8[(first8[k].second * 32 + first8[k].first) * 8]), k);
+TEST(XboxTiling, UntilingASurfaceNumberedByElementGivesTheKnownFirstBlocks) {
+  // Element k of a tiled 32 x 32 surface holds k; the first sixteen land on known texels.
+  const std::pair<std::uint32_t, std::array<std::pair<int, int>, 16>> cases[] = {
+      {2, {{{0, 0}, {1, 0}, {2, 0}, {3, 0}, {0, 1}, {1, 1}, {2, 1}, {3, 1},
+            {4, 0}, {5, 0}, {6, 0}, {7, 0}, {4, 1}, {5, 1}, {6, 1}, {7, 1}}}},
+      {3, {{{0, 0}, {1, 0}, {0, 1}, {1, 1}, {2, 0}, {3, 0}, {2, 1}, {3, 1},
+            {8, 0}, {9, 0}, {8, 1}, {9, 1}, {10, 0}, {11, 0}, {10, 1}, {11, 1}}}},
+  };
+  for (const auto& [log2, first16] : cases) {
+    const std::size_t bytes = std::size_t{1} << log2;
+    std::vector<std::uint8_t> tiled(32 * 32 * bytes), linear(32 * 32 * bytes);
+    for (std::uint32_t k = 0; k < 32 * 32; ++k) storeU32(&tiled[k * bytes], k);
+    untile(tiled, {32, log2, 0, 0, 32, 32}, linear, 32 * bytes);
+    for (std::uint32_t k = 0; k < 16; ++k)
+      EXPECT_EQ(loadU32(&linear[(first16[k].second * 32 + first16[k].first) * bytes]), k) << bytes << " bytes, " << k;
+  }
 }
 
 TEST(XboxTiling, UntilingFollowsTheAddressFunctionForEveryBlockSizeAndOffset) {
@@ -118,15 +111,10 @@ TEST(XboxTextureHeader, RebuildsTheFormatAndFieldsOfADxt1FetchConstant) {
 }
 
 TEST(XboxTextureLayout, MipTailBaseIsTheFirstLevelWithASideOfSixteenOrLess) {
-  EXPECT_EQ(mipTailBaseLevel(64, 64, false), 2u);
-  EXPECT_EQ(mipTailBaseLevel(16, 16, false), 0u);
-  EXPECT_EQ(mipTailBaseLevel(256, 64, false), 2u);
-  EXPECT_EQ(mipTailBaseLevel(128, 128, false), 3u);
-  EXPECT_EQ(mipTailBaseLevel(80, 260, false), 3u);  // the smaller side decides, rounded up
-  EXPECT_EQ(mipTailBaseLevel(17, 1024, false), 1u);
-  EXPECT_EQ(mipTailBaseLevel(1, 1, false), 0u);
-  EXPECT_EQ(mipTailBaseLevel(19, 19, false), 1u);
-  EXPECT_EQ(mipTailBaseLevel(19, 19, true), 2u);  // measured without the border
+  // Width, height, border, tail base: the smaller side decides, rounded up, without the border.
+  const std::uint32_t cases[][4] = {{64, 64, 0, 2}, {16, 16, 0, 0}, {256, 64, 0, 2}, {128, 128, 0, 3}, {80, 260, 0, 3},
+                                    {17, 1024, 0, 1}, {1, 1, 0, 0}, {19, 19, 0, 1}, {19, 19, 1, 2}};
+  for (const auto& c : cases) EXPECT_EQ(mipTailBaseLevel(c[0], c[1], c[2] != 0), c[3]) << c[0] << "x" << c[1];
 }
 
 TEST(XboxTextureLayout, Dxt1Of64x64WithSevenPackedLevels) {

@@ -111,13 +111,12 @@ std::vector<std::uint8_t> XprWriter::build() const {
       const std::uint32_t faces = t.cube ? 6 : 1;
       const std::uint32_t pitchField =
           t.pitchFieldOverride >= 0 ? static_cast<std::uint32_t>(t.pitchFieldOverride) : std::max(1u, (t.width + 31) / 32);
-      const std::uint32_t flags = (t.packed ? 0 : kLayoutNonPacked) | (t.border ? kLayoutBorder : 0);
       const std::uint32_t base = pageAlign(data.size());
       std::uint32_t mip = 0;
       if (blockInfo(t.format & 0x3F).bytes != 0) {
-        TextureLayout probe = makeTextureLayout(t.width, t.height, t.levels, faces, t.format, pitchField, base, 0, flags);
+        TextureLayout probe = makeTextureLayout(t.width, t.height, t.levels, faces, t.format, pitchField, base, 0, 0);
         mip = t.levels > 1 ? pageAlign(base + std::uint64_t{faces} * levelSlot(probe, 0).size) : 0;
-        const TextureLayout layout = makeTextureLayout(t.width, t.height, t.levels, faces, t.format, pitchField, base, mip, flags);
+        const TextureLayout layout = makeTextureLayout(t.width, t.height, t.levels, faces, t.format, pitchField, base, mip, 0);
         ensure(data, base + std::uint64_t{faces} * levelSlot(layout, 0).size);
         const unsigned endian = (t.format >> 6) & 3;
         for (std::uint32_t f = 0; f < faces && f < t.texels.size(); ++f) {
@@ -130,7 +129,7 @@ std::vector<std::uint8_t> XprWriter::build() const {
               writeLevel(data, (level == 0 ? base : mip) + faceLevel, slot, layout, level, {}, texels);
               continue;
             }
-            const std::uint64_t inTail = mipTailLevelOffset(t.width, t.height, 1, level, t.format & 0x3F, layout.tiled(), t.border);
+            const std::uint64_t inTail = mipTailLevelOffset(t.width, t.height, 1, level, t.format & 0x3F, layout.tiled(), false);
             const BlockPosition at = mipTailLevelPosition(layout, level);
             // A tail that starts at level 0 exists under both addresses.
             if (layout.tailBase == 0) {
@@ -153,9 +152,9 @@ std::vector<std::uint8_t> XprWriter::build() const {
       words[7] = 2 | (signs << 2) | (pitchField << 22) | ((fmt & 0x100) ? 0x80000000u : 0u);
       words[8] = (fmt & 0xFF) | (baseField & ~0xFFFu);
       words[9] = (t.width - 1) | ((t.height - 1) << 13) | (t.cube ? 5u << 26 : 0u);
-      words[10] = ((fmt >> 17) & 1) | (((fmt >> 18) & 0xFFF) << 1) | (t.border ? 0x80000000u : 0u);
+      words[10] = ((fmt >> 17) & 1) | (((fmt >> 18) & 0xFFF) << 1);
       words[11] = (t.levels - 1) << 6;
-      words[12] = ((t.cube ? 3u : 1u) << 9) | (t.packed ? 0x800u : 0u) | (mipField & ~0xFFFu);
+      words[12] = ((t.cube ? 3u : 1u) << 9) | 0x800u | (mipField & ~0xFFFu);
       const std::size_t at = header.size();
       header.resize(at + 52);
       for (int w = 0; w < 13; ++w) putBE(header, at + 4 * static_cast<std::size_t>(w), words[w]);

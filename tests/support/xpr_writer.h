@@ -15,9 +15,7 @@ namespace vellmark::test {
 struct XprTexture {
   std::uint32_t width = 1, height = 1, levels = 1;
   std::uint32_t format = 0;  // the tiled bit decides tiled or linear storage
-  bool cube = false;
-  bool packed = true;   // mip levels from the tail base on are packed into one tail
-  bool border = false;
+  bool cube = false;  // mip levels from the tail base on are always packed into one tail
   // texels[face][level]: rows of blocks, tightly packed, little-endian order. Missing
   // levels are left zero.
   std::vector<std::vector<std::vector<std::uint8_t>>> texels;
