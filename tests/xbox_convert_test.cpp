@@ -3,9 +3,11 @@
 // the level converter; and the channel rules pinned on hand-made texels.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <functional>
+#include <tuple>
 
 #include "d3dutil/xbox_convert.h"
 #include "formats/error.h"
@@ -102,10 +104,8 @@ Encoded encodePlain(std::uint32_t format, const PlainFormat& pf, std::uint32_t w
         const unsigned sign = (format >> (9 + 2 * i)) & 3;
         const std::uint64_t noise = (x * 7 + y * 3 + i) & ((bits > 8 ? (1ull << (bits - 8)) : 1ull) - 1);
         if (pf.num == Num::Half || pf.num == Num::Single || pf.num == Num::Depth20e4) {
-          const std::uint32_t raw = pf.num == Num::Half     ? fractionAsFloat(p[i], 15, 10)
-                                    : pf.num == Num::Single ? fractionAsFloat(p[i], 127, 23)
-                                                            : fractionAsFloat(p[i], 15, 20);
-          putBits(texel, shift, bits, raw);
+          const bool single = pf.num == Num::Single;
+          putBits(texel, shift, bits, fractionAsFloat(p[i], single ? 127 : 15, single ? 23 : pf.num == Num::Half ? 10 : 20));
           c[i] = static_cast<int>(std::floor(p[i] / 256.0 * 255.0 + 0.5));
         } else if (sign == 1) {
           const std::int64_t s = (bits >= 8) ? (std::int64_t{p[i] - 128} << (bits - 8)) | static_cast<std::int64_t>(noise)
@@ -132,8 +132,7 @@ std::uint16_t to565(const Pixel& p) {
 }
 Comps from565(std::uint16_t c) {
   const unsigned r = c >> 11, g = (c >> 5) & 63, b = c & 31;
-  return {static_cast<int>((r << 3) | (r >> 2)), static_cast<int>((g << 2) | (g >> 4)),
-          static_cast<int>((b << 3) | (b >> 2)), 255};
+  return {widenedUnsigned(r, 5), widenedUnsigned(g, 6), widenedUnsigned(b, 5), 255};
 }
 
 enum class Block { Dxt1, Dxt3, Dxt5, Dxn, Dxt5A, Dxt3A, Dxt3A1111, Ctx1 };
@@ -172,7 +171,7 @@ void encodeColourBlock(const std::array<Pixel, 16>& px, std::vector<std::uint8_t
     };
     const bool second = distance(e1) < distance(e0);
     indices |= (second ? 1u : 0u) << (2 * t);
-    decoded[t] = second ? e1 : e0;
+    for (int c = 0; c < 3; ++c) decoded[t][c] = (second ? e1 : e0)[c];  // DXT1's absent alpha reads as full
   }
   appendU32(out, indices);
 }
@@ -207,13 +206,11 @@ Encoded encodeBlocks(Block kind, std::uint32_t w, std::uint32_t h) {
         case Block::Dxt1: encodeColourBlock(px, e.texels, d); break;
         case Block::Dxt3:
           nibbles([&](int t) { return px[t][3] >> 4u; }, [&](int t, unsigned n) { d[t][3] = static_cast<int>(n * 17); });
-          { std::array<Comps, 16> colour; encodeColourBlock(px, e.texels, colour);
-            for (int t = 0; t < 16; ++t) for (int c = 0; c < 3; ++c) d[t][c] = colour[t][c]; }
+          encodeColourBlock(px, e.texels, d);
           break;
         case Block::Dxt5:
           endpoints(3, 3);
-          { std::array<Comps, 16> colour; encodeColourBlock(px, e.texels, colour);
-            for (int t = 0; t < 16; ++t) for (int c = 0; c < 3; ++c) d[t][c] = colour[t][c]; }
+          encodeColourBlock(px, e.texels, d);
           break;
         case Block::Dxn: endpoints(0, 0); endpoints(1, 1); break;
         case Block::Dxt5A: endpoints(0, 0); break;
@@ -300,12 +297,7 @@ std::vector<std::uint8_t> expectedBgra(const Encoded& e, std::uint32_t format) {
 
 std::vector<std::uint8_t> roundTrip(std::uint32_t format, const Encoded& e) {
   XprWriter writer;
-  XprTexture t;
-  t.width = e.width;
-  t.height = e.height;
-  t.format = format;
-  t.texels = {{e.texels}};
-  writer.addTexture("t", t);
+  writer.addTexture("t", {.width = e.width, .height = e.height, .format = format, .texels = {{e.texels}}});
   const auto file = writer.build();
   auto parsed = parseXprBundle(file, "bundle");
   EXPECT_TRUE(parsed.bundle.has_value());
@@ -418,13 +410,9 @@ TEST(XboxConvert, EveryFormatComesBackFromTiledAndLinearBundles) {
         const auto expected = expectedBgra(e, code);
         const auto got = roundTrip(code, e);
         ASSERT_EQ(got.size(), expected.size()) << f.name;
-        std::size_t firstBad = got.size();
-        for (std::size_t i = 0; i < got.size() && firstBad == got.size(); ++i)
-          if (got[i] != expected[i]) firstBad = i;
-        EXPECT_EQ(firstBad, got.size()) << f.name << (tiled ? " tiled " : " linear ") << w << "x" << h << ": texel "
-                                        << firstBad / 4 << " byte " << firstBad % 4 << " is "
-                                        << int(got[firstBad < got.size() ? firstBad : 0]) << ", expected "
-                                        << int(expected[firstBad < got.size() ? firstBad : 0]);
+        const std::size_t bad = static_cast<std::size_t>(std::mismatch(got.begin(), got.end(), expected.begin()).first - got.begin());
+        EXPECT_TRUE(bad == got.size()) << f.name << (tiled ? " tiled " : " linear ") << w << "x" << h << ": texel " << bad / 4
+                                       << " byte " << bad % 4 << " is " << int(got[bad]) << ", expected " << int(expected[bad]);
       }
     }
   }
@@ -499,20 +487,20 @@ TEST(XboxConvert, HandMadeTexelsPinTheChannelRules) {
 }
 
 TEST(XboxConvert, EndianSwapsAndErrors) {
-  std::vector<std::uint8_t> d = {1, 2, 3, 4, 5};
-  xbox::endianSwap(d, xbox::Endian::Swap8In16);
-  EXPECT_EQ(d, (std::vector<std::uint8_t>{2, 1, 4, 3, 5}));
-  xbox::endianSwap(d, xbox::Endian::Swap8In32);
-  EXPECT_EQ(d, (std::vector<std::uint8_t>{3, 4, 1, 2, 5}));
-  xbox::endianSwap(d, xbox::Endian::Swap16In32);
-  EXPECT_EQ(d, (std::vector<std::uint8_t>{1, 2, 3, 4, 5}));
-  std::vector<std::uint8_t> ten = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};  // eight at once, then units
-  xbox::endianSwap(ten, xbox::Endian::Swap8In32);
-  EXPECT_EQ(ten, (std::vector<std::uint8_t>{4, 3, 2, 1, 8, 7, 6, 5, 9, 10, 11}));
-  xbox::endianSwap(ten, xbox::Endian::Swap16In32);
-  EXPECT_EQ(ten, (std::vector<std::uint8_t>{2, 1, 4, 3, 6, 5, 8, 7, 9, 10, 11}));
-  xbox::endianSwap(ten, xbox::Endian::Swap8In16);
-  EXPECT_EQ(ten, (std::vector<std::uint8_t>{1, 2, 3, 4, 5, 6, 7, 8, 10, 9, 11}));
+  // Units past the last whole one are left alone; long runs go eight bytes at once, then units.
+  const std::vector<std::uint8_t> five = {1, 2, 3, 4, 5}, eleven = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
+  const std::tuple<std::vector<std::uint8_t>, xbox::Endian, std::vector<std::uint8_t>> swaps[] = {
+      {five, xbox::Endian::Swap8In16, {2, 1, 4, 3, 5}},
+      {five, xbox::Endian::Swap8In32, {4, 3, 2, 1, 5}},
+      {five, xbox::Endian::Swap16In32, {3, 4, 1, 2, 5}},
+      {eleven, xbox::Endian::Swap8In16, {2, 1, 4, 3, 6, 5, 8, 7, 10, 9, 11}},
+      {eleven, xbox::Endian::Swap8In32, {4, 3, 2, 1, 8, 7, 6, 5, 9, 10, 11}},
+      {eleven, xbox::Endian::Swap16In32, {3, 4, 1, 2, 7, 8, 5, 6, 9, 10, 11}},
+  };
+  for (auto [data, endian, expected] : swaps) {
+    xbox::endianSwap(data, endian);
+    EXPECT_EQ(data, expected) << static_cast<int>(endian);
+  }
   const std::vector<std::uint8_t> three = {1, 2, 3}, zeros(64);
   EXPECT_THROW(xbox::convertToBgra(three, 3, 1, 1, 0x18280086), Error);   // too short
   EXPECT_THROW(xbox::convertToBgra(zeros, 64, 2, 2, 0x0D), Error);        // EDRAM format

@@ -17,6 +17,12 @@ struct OffsetCase {
   std::uint32_t bytesPerBlock, pitch, x, y, offset;
 };
 
+using Position = std::pair<std::uint32_t, std::uint32_t>;
+Position tailPosition(const TextureLayout& t, std::uint32_t level) {
+  const BlockPosition p = mipTailLevelPosition(t, level);
+  return {p.x, p.y};
+}
+
 std::uint32_t log2Of(std::uint32_t bytes) { return bytes == 1 ? 0 : bytes == 2 ? 1 : bytes == 4 ? 2 : bytes == 8 ? 3 : 4; }
 
 }  // namespace
@@ -128,12 +134,11 @@ TEST(XboxTextureLayout, Dxt1Of64x64WithSevenPackedLevels) {
   EXPECT_EQ(faceLevelOffset(t, 0, 1), 0u);
   const std::uint32_t tiledOffsets[] = {0, 0, 256, 32, 8, 512, 16};
   const std::uint32_t linearOffsets[] = {0, 0, 32, 16, 8, 512, 256};
-  const BlockPosition positions[] = {{0, 0}, {0, 0}, {4, 0}, {2, 0}, {1, 0}, {0, 2}, {0, 1}};
+  const Position positions[] = {{0, 0}, {0, 0}, {4, 0}, {2, 0}, {1, 0}, {0, 2}, {0, 1}};
   for (std::uint32_t level = 2; level < 7; ++level) {
     EXPECT_EQ(mipTailLevelOffset(64, 64, 1, level, 18, true, false), tiledOffsets[level]) << level;
     EXPECT_EQ(mipTailLevelOffset(64, 64, 1, level, 18, false, false), linearOffsets[level]) << level;
-    EXPECT_EQ(mipTailLevelPosition(t, level).x, positions[level].x) << level;
-    EXPECT_EQ(mipTailLevelPosition(t, level).y, positions[level].y) << level;
+    EXPECT_EQ(tailPosition(t, level), positions[level]) << level;
     // Every tail level sits in the slot after level 1.
     EXPECT_EQ(faceLevelOffset(t, 0, level), 8192u + tiledOffsets[level]) << level;
   }
@@ -154,8 +159,7 @@ TEST(XboxTextureLayout, A8R8G8B8Of16x16LiesWhollyInTheTail) {
     EXPECT_EQ(mipTailLevelOffset(16, 16, 1, level, 6, true, false), tiled[level]) << level;
     EXPECT_EQ(mipTailLevelOffset(16, 16, 1, level, 6, false, false), linear[level]) << level;
   }
-  EXPECT_EQ(mipTailLevelPosition(t, 0).x, 16u);
-  EXPECT_EQ(mipTailLevelPosition(t, 0).y, 0u);
+  EXPECT_EQ(tailPosition(t, 0), Position(16, 0));
   EXPECT_EQ(faceLevelOffset(t, 0, 0), 128u);  // points at level 0 inside the tail
   // A single level is never packed, whatever the flag.
   const TextureLayout single = makeTextureLayout(16, 16, 1, 1, 0x18280186, 1, 0, 0, 0);
@@ -166,11 +170,8 @@ TEST(XboxTextureLayout, A8R8G8B8Of16x16LiesWhollyInTheTail) {
 TEST(XboxTextureLayout, Dxt5Of256x64IsWideSoItsTailRunsDownThenAcross) {
   const TextureLayout t = makeTextureLayout(256, 64, 9, 1, 0x1A200154, 8, 0, 0x8000, 0);
   EXPECT_EQ(t.tailBase, 2u);
-  const BlockPosition positions[] = {{0, 4}, {0, 2}, {0, 1}, {8, 0}, {4, 0}, {2, 0}, {1, 0}};
-  for (std::uint32_t level = 2; level < 9; ++level) {
-    EXPECT_EQ(mipTailLevelPosition(t, level).x, positions[level - 2].x) << level;
-    EXPECT_EQ(mipTailLevelPosition(t, level).y, positions[level - 2].y) << level;
-  }
+  const Position positions[] = {{0, 4}, {0, 2}, {0, 1}, {8, 0}, {4, 0}, {2, 0}, {1, 0}};
+  for (std::uint32_t level = 2; level < 9; ++level) EXPECT_EQ(tailPosition(t, level), positions[level - 2]) << level;
   EXPECT_EQ(levelSlot(t, 0).rowPitch, 1024u);
   EXPECT_EQ(levelSlot(t, 0).size, 32768u);
   EXPECT_EQ(levelSlot(t, 1).rowPitch, 512u);

@@ -16,12 +16,7 @@ using namespace vellmark::test;
 namespace {
 
 XprTexture smallTexture(std::uint32_t format = 0x18280186) {
-  XprTexture t;
-  t.width = 40;
-  t.height = 8;
-  t.format = format;
-  t.texels = {{std::vector<std::uint8_t>(40 * 8 * 4, 0x5A)}};
-  return t;
+  return {.width = 40, .height = 8, .format = format, .texels = {{std::vector<std::uint8_t>(40 * 8 * 4, 0x5A)}}};
 }
 
 std::vector<std::uint8_t> sampleBundle() {
@@ -46,12 +41,9 @@ TEST(XprBundle, ReadsTheDirectoryAndSwapsOnlyWhatTheConsoleLoaderSwaps) {
   EXPECT_EQ(b.directory[2].type, 0x56425546u);
   EXPECT_EQ(xprResourceName(b, b.directory[0]), "wall");
   EXPECT_EQ(xprResourceName(b, b.directory[2]), "vb");
-  // The texture header is in host order now; user data and unknown resources are not.
-  const auto header = xprTextureHeader(b, b.directory[0]);
-  EXPECT_EQ(header.format(), 0x18280186u);
-  EXPECT_EQ(header.width(), 40u);
-  EXPECT_EQ(header.height(), 8u);
-  EXPECT_EQ(header.words[5], 0xFFFF0000u);
+  // The texture header is in host order now (its fields are read in every conversion
+  // test); user data and unknown resources are not.
+  EXPECT_EQ(xprTextureHeader(b, b.directory[0]).words[5], 0xFFFF0000u);
   const Bytes user = xprUserData(b, b.directory[1]);
   EXPECT_EQ(std::vector<std::uint8_t>(user.begin(), user.end()), (std::vector<std::uint8_t>{1, 2, 3, 4, 5}));
   const Bytes other = xprUserData(b, b.directory[2]);
@@ -111,10 +103,7 @@ TEST(XprBundle, FieldsThatPointOutsideTheBlocksAreErrors) {
   const std::uint32_t headerSize = loadU32BE(&good[4]);
   auto withWord = [&](std::size_t at, std::uint32_t value) {
     auto f = good;
-    f[at] = static_cast<std::uint8_t>(value >> 24);
-    f[at + 1] = static_cast<std::uint8_t>(value >> 16);
-    f[at + 2] = static_cast<std::uint8_t>(value >> 8);
-    f[at + 3] = static_cast<std::uint8_t>(value);
+    for (std::size_t i = 0; i < 4; ++i) f[at + i] = static_cast<std::uint8_t>(value >> (24 - 8 * i));
     return f;
   };
   // Header-level faults are found on loading.
@@ -148,10 +137,8 @@ TEST(XprBundle, TextureAddressesOutsideTheDataBlockAreErrors) {
   };
   EXPECT_NO_THROW(convert(smallTexture(), 0));
   EXPECT_NO_THROW(convert(smallTexture(0x18280186 | 0x100), 0));
-  XprTexture tail = smallTexture(0x18280186 | 0x100);
-  tail.width = tail.height = 16;
-  tail.levels = 3;
-  tail.texels = {{std::vector<std::uint8_t>(16 * 16 * 4, 1)}};
+  const XprTexture tail{
+      .width = 16, .height = 16, .levels = 3, .format = 0x18280186 | 0x100, .texels = {{std::vector<std::uint8_t>(16 * 16 * 4, 1)}}};
   const std::pair<const char*, std::function<void(XprTexture&)>> faults[] = {
       {"base past the one page the texture has", [](XprTexture& t) { t.baseAddressOverride = 0x10000; }},
       {"base at the top of the address space", [](XprTexture& t) { t.baseAddressOverride = 0xFFFFF000; }},

@@ -34,16 +34,9 @@ std::vector<std::uint8_t> argbLevel(std::uint32_t w, std::uint32_t h, std::uint3
 }
 
 XprTexture argbTexture(std::uint32_t w, std::uint32_t h, std::uint32_t levels, std::uint32_t seed, bool tiled = true) {
-  XprTexture t;
-  t.width = w;
-  t.height = h;
-  t.levels = levels;
-  t.format = 0x18280086 | (tiled ? 0x100u : 0u);
   std::vector<std::vector<std::uint8_t>> chain;
-  for (std::uint32_t l = 0; l < levels; ++l)
-    chain.push_back(argbLevel(std::max(1u, w >> l), std::max(1u, h >> l), seed + l));
-  t.texels = {chain};
-  return t;
+  for (std::uint32_t l = 0; l < levels; ++l) chain.push_back(argbLevel(std::max(1u, w >> l), std::max(1u, h >> l), seed + l));
+  return {.width = w, .height = h, .levels = levels, .format = 0x18280086 | (tiled ? 0x100u : 0u), .texels = {chain}};
 }
 
 // The TGA the tool writes for A8R8G8B8 texels: header with descriptor 0x28, then the words.
@@ -186,10 +179,7 @@ TEST(XprToTga, FormatsWithoutTextureDataAreSkippedWithALineAndTheWalkGoesOn) {
   edram.format = 0x1A20000D;  // 16_16_EDRAM
   edram.texels.clear();
   // A4R4G4B4 has alpha, but the game's converter writes it opaque.
-  XprTexture a4;
-  a4.width = 3;
-  a4.format = 0x1828014F;
-  a4.texels = {{{0x21, 0x43, 0x65, 0x87, 0xA9, 0x0B}}};  // 0x4321, 0x8765, 0x0BA9
+  const XprTexture a4{.width = 3, .format = 0x1828014F, .texels = {{{0x21, 0x43, 0x65, 0x87, 0xA9, 0x0B}}}};  // 0x4321, 0x8765, 0x0BA9
   ScratchDir dir;
   XprWriter w;
   w.addTexture("target", edram);
@@ -221,10 +211,7 @@ TEST(XprToTga, ABundleThatCannotBeLoadedShowsTheBoxAndWritesNothing) {
 TEST(XprToTga, TheProgramAndTheLibraryExportWriteTheSameFiles) {
   ScratchDir dir;
   XprWriter w;
-  XprTexture cube = argbTexture(16, 16, 1, 0);
-  cube.cube = true;
-  cube.texels.assign(6, {argbLevel(16, 16, 3)});
-  w.addTexture("box", cube);
+  w.addTexture("box", argbCube(16, 1, 3));
   w.addUser("notes", {9, 8, 7});
   w.addTexture("tex", argbTexture(20, 12, 1, 4));
   const std::string bundle = writeBundle(dir, w);
