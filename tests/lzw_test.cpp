@@ -39,11 +39,8 @@ std::vector<std::uint8_t> distinctPairs(std::size_t length) {
 
 }  // namespace
 
-TEST(Lzw, EmptyInputIsClearAndEndAtNineBits) {
-  EXPECT_EQ(lzwCompress({}, host()), (std::vector<std::uint8_t>{0x00, 0x03, 0x02}));
-}
-
-TEST(Lzw, OneByte) {
+TEST(Lzw, EmptyInputAndOneByteAtNineBits) {
+  EXPECT_EQ(lzwCompress({}, host()), (std::vector<std::uint8_t>{0x00, 0x03, 0x02}));  // clear, end
   // 256, 65, 257 at 9 bits: bits 0-8 = 256, 9-17 = 65, 18-26 = 257.
   const std::uint8_t a = 0x41;
   EXPECT_EQ(lzwCompress(Bytes(&a, 1), host()), (std::vector<std::uint8_t>{0x00, 0x83, 0x04, 0x04}));

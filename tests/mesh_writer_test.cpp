@@ -100,13 +100,25 @@ std::vector<MapLevel> readMapLevels(const std::vector<std::uint8_t>& map) {
   return out;
 }
 
+// The .XYZ image of one mesh of `count` vertices in the layout `fvf` and these triangles.
+std::vector<std::uint8_t> xyzOf(std::uint32_t fvf, std::uint32_t count, std::vector<std::uint16_t> indices) {
+  auto mesh = meshWith(fvf, count);
+  mesh.attributes = {0x00010005, 2};
+  mesh.attributes.resize((indices.size() + 2) / 3);
+  mesh.indices = std::move(indices);
+  return buildXyzImage(mesh);
+}
+
+std::vector<float> floatsOf(const std::vector<std::uint8_t>& v, std::size_t at, std::size_t n) {
+  std::vector<float> out;
+  for (std::size_t i = 0; i < n; ++i) out.push_back(getFloat(v, at + 4 * i));
+  return out;
+}
+
 }  // namespace
 
 TEST(XyzFile, HeaderTablesAndPerCornerCoordinates) {
-  auto mesh = meshWith(kPosNormalTex, 4);
-  mesh.indices = {0, 1, 2, 2, 3, 0};
-  mesh.attributes = {0x00010005, 2};
-  auto xyz = buildXyzImage(mesh);
+  auto xyz = xyzOf(kPosNormalTex, 4, {0, 1, 2, 2, 3, 0});
   const std::uint32_t v = 4, f = 2;
   ASSERT_EQ(xyz.size(), 164 + 12 * v + 42 * f);
   EXPECT_EQ(words(xyz, 0, 24), (std::vector<std::uint32_t>{164 + 12 * v + 42 * f, 1, 1, 0, 0, 0, v, 164, 3 * f,
@@ -114,19 +126,14 @@ TEST(XyzFile, HeaderTablesAndPerCornerCoordinates) {
                                                            164 + 12 * v + 12 * f, 0, 164 + 12 * v + 42 * f, 0, 0, 0,
                                                            0, 0, 0, 0, 0}));
   EXPECT_EQ(words(xyz, 96, 17), (std::vector<std::uint32_t>{v, 0, 0, 0, f, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
-  for (std::uint32_t i = 0; i < v; ++i) {
-    EXPECT_EQ(getFloat(xyz, 164 + 12 * i), static_cast<float>(i));
-    EXPECT_EQ(getFloat(xyz, 164 + 12 * i + 8), 20.0f + i);
-  }
+  EXPECT_EQ(floatsOf(xyz, 164, 12), (std::vector<float>{0, 10, 20, 1, 11, 21, 2, 12, 22, 3, 13, 23}));
+  // Attribute words, then the indices, then each corner's texture coordinates.
   const std::size_t faces = 164 + 12 * v;
-  EXPECT_EQ(std::vector<std::uint8_t>(xyz.begin() + faces, xyz.begin() + faces + 24),
-            (std::vector<std::uint8_t>{3, 0, 0, 0, 0, 0, 5, 0, 0, 0, 0, 0, 3, 0, 3, 0, 0, 0, 2, 0, 0, 0, 0, 0}));
-  for (int k = 0; k < 6; ++k) EXPECT_EQ(getU16(xyz, faces + 24 + 2 * k), mesh.indices[k]);
-  const std::size_t uvs = faces + 36;
-  for (int k = 0; k < 6; ++k) {
-    EXPECT_EQ(getFloat(xyz, uvs + 8 * k), 0.5f + mesh.indices[k]) << k;
-    EXPECT_EQ(getFloat(xyz, uvs + 8 * k + 4), 0.25f + mesh.indices[k]) << k;
-  }
+  EXPECT_EQ(std::vector<std::uint8_t>(xyz.begin() + faces, xyz.begin() + faces + 36),
+            (std::vector<std::uint8_t>{3, 0, 0, 0, 0, 0, 5, 0, 0, 0, 0, 0, 3, 0, 3, 0, 0, 0, 2, 0, 0, 0, 0, 0,
+                                       0, 0, 1, 0, 2, 0, 2, 0, 3, 0, 0, 0}));
+  EXPECT_EQ(floatsOf(xyz, faces + 36, 12),
+            (std::vector<float>{0.5f, 0.25f, 1.5f, 1.25f, 2.5f, 2.25f, 2.5f, 2.25f, 3.5f, 3.25f, 0.5f, 0.25f}));
 }
 
 TEST(XyzFile, CoordinatesFollowTheVertexLayout) {
@@ -134,62 +141,53 @@ TEST(XyzFile, CoordinatesFollowTheVertexLayout) {
   for (std::uint32_t fvf : {d3d::kFvfXyz | d3d::kFvfDiffuse | d3d::kFvfTex1,
                             d3d::kFvfXyz | d3d::kFvfNormal | d3d::kFvfDiffuse | d3d::kFvfTex1,
                             d3d::kFvfXyz | d3d::kFvfTex1, d3d::kFvfXyz | d3d::kFvfNormal}) {
-    auto mesh = meshWith(fvf, 3);
-    mesh.indices = {2, 1, 0};
-    mesh.attributes = {0};
-    auto xyz = buildXyzImage(mesh);
-    const std::size_t uvs = 164 + 36 + 18;
+    auto xyz = xyzOf(fvf, 3, {2, 1, 0});
     const bool hasUv = (fvf & d3d::kFvfTex1) != 0;
-    for (int k = 0; k < 3; ++k) {
-      EXPECT_EQ(getFloat(xyz, uvs + 8 * k), hasUv ? 0.5f + (2 - k) : 0.0f) << fvf;
-      EXPECT_EQ(getFloat(xyz, uvs + 8 * k + 4), hasUv ? 0.25f + (2 - k) : 0.0f) << fvf;
-    }
+    const std::vector<float> expected =
+        hasUv ? std::vector<float>{2.5f, 2.25f, 1.5f, 1.25f, 0.5f, 0.25f} : std::vector<float>(6, 0.0f);
+    EXPECT_EQ(floatsOf(xyz, 164 + 36 + 18, 6), expected) << fvf;
     EXPECT_EQ(getFloat(xyz, 164 + 12 * 2 + 4), 12.0f);
   }
 }
 
 TEST(XyzFile, IndicesAreSignedAndNeverReadOutsideTheVertices) {
-  auto mesh = meshWith(kPosNormalTex, 3);
-  mesh.indices = {40000, 1, 3};  // 40000 reads as -25536; 3 is past the last vertex
-  mesh.attributes = {0};
-  auto xyz = buildXyzImage(mesh);
-  const std::size_t indices = 164 + 36 + 12, uvs = indices + 6;
-  EXPECT_EQ(getU16(xyz, indices), 40000);
-  EXPECT_EQ(getFloat(xyz, uvs), 0.0f);
-  EXPECT_EQ(getFloat(xyz, uvs + 8), 1.5f);
-  EXPECT_EQ(getFloat(xyz, uvs + 16), 0.0f);
-
+  auto xyz = xyzOf(kPosNormalTex, 3, {40000, 1, 3});  // 40000 reads as -25536; 3 is past the last vertex
+  EXPECT_EQ(getU16(xyz, 164 + 36 + 12), 40000);
+  EXPECT_EQ(floatsOf(xyz, 164 + 36 + 18, 6), (std::vector<float>{0, 0, 1.5f, 1.25f, 0, 0}));
+  EXPECT_THROW(xyzOf(kPosNormalTex, 3, {0, 1}), Error);
   auto shortBuffer = meshWith(kPosNormalTex, 3);
   shortBuffer.vertices.resize(95);
   shortBuffer.indices = {0, 1, 2};
   shortBuffer.attributes = {0};
   EXPECT_THROW(buildXyzImage(shortBuffer), Error);
-  auto fewIndices = meshWith(kPosNormalTex, 3);
-  fewIndices.indices = {0, 1};
-  fewIndices.attributes = {0};
-  EXPECT_THROW(buildXyzImage(fewIndices), Error);
 }
 
-TEST(MapFile, NoMaterialsGivesTheBareHeader) {
+// A scratch folder, a recording host, and the .MAP written for materials naming textures in it.
+class MapFile : public ::testing::Test {
+ protected:
   ScratchDir dir;
   RecordingHost host;
-  writeMapFile(host, {}, dir.file("m.MAP"));
-  auto map = readFile(dir.file("m.MAP"));
-  EXPECT_EQ(words(map, 0, 7), (std::vector<std::uint32_t>{28, 0, 0, 28, 28, 28, 28}));
+  d3d::Material put(const std::string& name, const std::vector<std::uint8_t>& tga) {
+    writeFile(dir.file(name), tga);
+    return textured(dir.file(name));
+  }
+  std::vector<std::uint8_t> mapOf(const std::vector<d3d::Material>& materials) {
+    writeMapFile(host, materials, dir.file("m.MAP"));
+    return readFile(dir.file("m.MAP"));
+  }
+};
+
+TEST_F(MapFile, NoMaterialsGivesTheBareHeader) {
+  auto map = mapOf({});
   EXPECT_EQ(map.size(), 28u);
+  EXPECT_EQ(words(map, 0, 7), (std::vector<std::uint32_t>{28, 0, 0, 28, 28, 28, 28}));
   EXPECT_TRUE(host.boxes.empty());
 }
 
-TEST(MapFile, FourLevelsOfA256By128Texture) {
-  ScratchDir dir;
-  RecordingHost host;
+TEST_F(MapFile, FourLevelsOfA256By128Texture) {
   auto pixels = blockPixels(256, 128);
-  writeFile(dir.file("t.tga"), makeTga(256, 128, 32, 0x20, pixels));
-  std::vector<d3d::Material> materials = {textured(dir.file("t.tga"))};
-  writeMapFile(host, materials, dir.file("m.MAP"));
+  auto map = mapOf({put("t.tga", makeTga(256, 128, 32, 0x20, pixels))});
   EXPECT_TRUE(host.boxes.empty());
-  auto map = readFile(dir.file("m.MAP"));
-
   EXPECT_EQ(words(map, 0, 7), (std::vector<std::uint32_t>{static_cast<std::uint32_t>(map.size()), 1, 4, 28,
                                                           28 + 144, 28 + 184, 28 + 168}));
   EXPECT_EQ(words(map, 28 + 144, 6), (std::vector<std::uint32_t>{4, 0, 0, 1, 2, 3}));
@@ -197,57 +195,39 @@ TEST(MapFile, FourLevelsOfA256By128Texture) {
   EXPECT_EQ(words(map, 28, 9)[7], 28u + 192u);  // level data follows the tables
   auto levels = readMapLevels(map);
   ASSERT_EQ(levels.size(), 4u);
-  const std::uint32_t sizes[4][2] = {{256, 128}, {128, 64}, {64, 32}, {32, 16}};
-  for (int j = 0; j < 4; ++j) {
-    EXPECT_EQ(levels[j].width, sizes[j][0]);
-    EXPECT_EQ(levels[j].height, sizes[j][1]);
-    EXPECT_EQ(levels[j].palette, levels[0].palette);
-    EXPECT_EQ(levels[j].pixels.size(), std::size_t{sizes[j][0]} * sizes[j][1]);
-  }
   // Flat colour blocks of 16 x 8, fewer than 255 colours: every level shows each block's
   // own colour (red, green, blue in the palette; blue, green, red in the texture), since
   // halving a flat block keeps it.
-  for (int j = 0; j < 4; ++j)
-    for (std::uint32_t y = 0; y < sizes[j][1]; ++y)
-      for (std::uint32_t x = 0; x < sizes[j][0]; ++x) {
-        const std::size_t source = 4 * ((y << j) * 256 + (x << j));
-        const std::uint8_t* entry = &levels[j].palette[4 * levels[j].pixels[y * sizes[j][0] + x]];
-        ASSERT_EQ(entry[0], pixels[source + 2]);
-        ASSERT_EQ(entry[1], pixels[source + 1]);
-        ASSERT_EQ(entry[2], pixels[source + 0]);
-        ASSERT_EQ(entry[3], 255);
+  for (int j = 0; j < 4; ++j) {
+    const std::uint32_t w = 256u >> j, h = 128u >> j;
+    ASSERT_EQ(std::vector<std::uint32_t>({levels[j].width, levels[j].height}), std::vector<std::uint32_t>({w, h}));
+    EXPECT_EQ(levels[j].palette, levels[0].palette);
+    ASSERT_EQ(levels[j].pixels.size(), std::size_t{w} * h);
+    for (std::uint32_t y = 0; y < h; ++y)
+      for (std::uint32_t x = 0; x < w; ++x) {
+        const std::uint8_t* source = &pixels[4 * ((y << j) * 256 + (x << j))];
+        const std::uint8_t* entry = &levels[j].palette[4 * levels[j].pixels[y * w + x]];
+        ASSERT_EQ(std::vector<std::uint8_t>(entry, entry + 4),
+                  std::vector<std::uint8_t>({source[2], source[1], source[0], 255}));
       }
+  }
 }
 
-TEST(MapFile, OneByOneTextureHasEmptyLowerLevels) {
-  ScratchDir dir;
-  RecordingHost host;
-  writeFile(dir.file("t.tga"), makeTga(1, 1, 32, 0x20, {1, 2, 3, 255}));
-  std::vector<d3d::Material> materials = {textured(dir.file("t.tga"))};
-  writeMapFile(host, materials, dir.file("m.MAP"));
-  auto map = readFile(dir.file("m.MAP"));
+TEST_F(MapFile, OneByOneTextureHasEmptyLowerLevels) {
+  auto map = mapOf({put("t.tga", makeTga(1, 1, 32, 0x20, {1, 2, 3, 255}))});
   for (std::uint32_t j = 0; j < 4; ++j) {
     auto record = words(map, 28 + 36 * j, 9);
-    EXPECT_EQ(record[0], j == 0 ? 1u : 0u);
-    EXPECT_EQ(record[1], j == 0 ? 1u : 0u);
-    const std::uint32_t size = getU32(map, 28 + 168 + 4 * j);
+    EXPECT_EQ(std::vector<std::uint32_t>({record[0], record[1]}), std::vector<std::uint32_t>(2, j == 0 ? 1u : 0u));
     if (j > 0) {
-      EXPECT_EQ(size, 3u);
+      EXPECT_EQ(getU32(map, 28 + 168 + 4 * j), 3u);
       EXPECT_EQ(std::vector<std::uint8_t>(map.begin() + record[8], map.begin() + record[8] + 3),
                 (std::vector<std::uint8_t>{0x00, 0x03, 0x02}));
     }
   }
 }
 
-TEST(MapFile, StorageVariantsOfOneImageGiveTheSameFile) {
-  ScratchDir dir;
-  RecordingHost host;
-  auto mapOf = [&](const std::vector<std::uint8_t>& tga) {
-    writeFile(dir.file("t.tga"), tga);
-    std::vector<d3d::Material> materials = {textured(dir.file("t.tga"))};
-    writeMapFile(host, materials, dir.file("m.MAP"));
-    return readFile(dir.file("m.MAP"));
-  };
+TEST_F(MapFile, StorageVariantsOfOneImageGiveTheSameFile) {
+  auto mapOfTga = [&](const std::vector<std::uint8_t>& tga) { return mapOf({put("t.tga", tga)}); };
   // 24-bit pixels are the 32-bit ones with alpha 255.
   auto pixels = patternPixels(40, 24, 8);
   std::vector<std::uint8_t> rgb;
@@ -255,28 +235,23 @@ TEST(MapFile, StorageVariantsOfOneImageGiveTheSameFile) {
     pixels[i + 3] = 255;
     rgb.insert(rgb.end(), pixels.begin() + i, pixels.begin() + i + 3);
   }
-  EXPECT_EQ(mapOf(makeTga(40, 24, 32, 0x00, pixels)), mapOf(makeTga(40, 24, 24, 0x00, rgb)));
+  EXPECT_EQ(mapOfTga(makeTga(40, 24, 32, 0x00, pixels)), mapOfTga(makeTga(40, 24, 24, 0x00, rgb)));
   // Bottom row first (descriptor bit 5 clear) is flipped into top row first.
   auto blocks = blockPixels(16, 16);  // two rows of blocks: top half and bottom half differ
   std::vector<std::uint8_t> bottomUp;
   for (int y = 15; y >= 0; --y) bottomUp.insert(bottomUp.end(), blocks.begin() + 64 * y, blocks.begin() + 64 * y + 64);
-  EXPECT_EQ(mapOf(makeTga(16, 16, 32, 0x20, blocks)), mapOf(makeTga(16, 16, 32, 0x00, bottomUp)));
-  EXPECT_NE(mapOf(makeTga(16, 16, 32, 0x20, blocks)), mapOf(makeTga(16, 16, 32, 0x20, bottomUp)));
+  EXPECT_EQ(mapOfTga(makeTga(16, 16, 32, 0x20, blocks)), mapOfTga(makeTga(16, 16, 32, 0x00, bottomUp)));
+  EXPECT_NE(mapOfTga(makeTga(16, 16, 32, 0x20, blocks)), mapOfTga(makeTga(16, 16, 32, 0x20, bottomUp)));
 }
 
-TEST(MapFile, PalettedTextureKeepsItsPaletteAndSkipsTheKeyColour) {
-  ScratchDir dir;
-  RecordingHost host;
+TEST_F(MapFile, PalettedTextureKeepsItsPaletteAndSkipsTheKeyColour) {
   std::vector<std::uint8_t> file(18, 0);
   putU16(file, 12, 2);
   putU16(file, 14, 2);
   file[16] = 8;  // bottom row first
   for (int i = 0; i < 256; ++i) file.insert(file.end(), {static_cast<std::uint8_t>(i), 0, 250});  // B, G, R
   file.insert(file.end(), {1, 2, 3, 4});
-  writeFile(dir.file("p.tga"), file);
-  std::vector<d3d::Material> materials = {textured(dir.file("p.tga"))};
-  writeMapFile(host, materials, dir.file("m.MAP"));
-  auto levels = readMapLevels(readFile(dir.file("m.MAP")));
+  auto levels = readMapLevels(mapOf({put("p.tga", file)}));
   ASSERT_EQ(levels.size(), 4u);
   // Entry i is red 250, green 0, blue i, alpha 255; near-magenta entries are left alone.
   for (int i = 0; i < 256; ++i)
@@ -287,15 +262,10 @@ TEST(MapFile, PalettedTextureKeepsItsPaletteAndSkipsTheKeyColour) {
   EXPECT_EQ(levels[1].pixels, (std::vector<std::uint8_t>{3}));
 }
 
-TEST(MapFile, NearMagentaBecomesTheTransparentEntry) {
-  ScratchDir dir;
-  RecordingHost host;
+TEST_F(MapFile, NearMagentaBecomesTheTransparentEntry) {
   // Opaque near-magenta (red 245, green 10, blue 250), an opaque grey, a transparent pixel.
   std::vector<std::uint8_t> pixels = {250, 10, 245, 255, 90, 90, 90, 255, 90, 90, 90, 0, 90, 90, 90, 255};
-  writeFile(dir.file("k.tga"), makeTga(2, 2, 32, 0x20, pixels));
-  std::vector<d3d::Material> materials = {textured(dir.file("k.tga"))};
-  writeMapFile(host, materials, dir.file("m.MAP"));
-  auto levels = readMapLevels(readFile(dir.file("m.MAP")));
+  auto levels = readMapLevels(mapOf({put("k.tga", makeTga(2, 2, 32, 0x20, pixels))}));
   ASSERT_EQ(levels.size(), 4u);
   const auto& pal = levels[0].palette;
   // The quantizer gives entry 1 = grey, 2 = near-magenta; entries 0 and 2 are key colours
@@ -306,55 +276,33 @@ TEST(MapFile, NearMagentaBecomesTheTransparentEntry) {
   EXPECT_EQ(levels[0].pixels, (std::vector<std::uint8_t>{0, 1, 2, 1}));
 }
 
-TEST(MapFile, MissingTextureNameStopsTheWriter) {
-  ScratchDir dir;
-  RecordingHost host;
-  writeFile(dir.file("t.tga"), makeTga(2, 2, 32, 0x20, patternPixels(2, 2)));
-  std::vector<d3d::Material> materials = {textured(dir.file("t.tga")), d3d::Material{}, textured(dir.file("t.tga"))};
-  writeMapFile(host, materials, dir.file("m.MAP"));
+TEST_F(MapFile, MissingTextureNameStopsTheWriter) {
+  const d3d::Material t = put("t.tga", makeTga(2, 2, 32, 0x20, patternPixels(2, 2)));
+  auto map = mapOf({t, d3d::Material{}, t});
   EXPECT_EQ(host.boxes, (std::vector<RecordingHost::Box>{{"MAP File Creation Error", "Missing texture in object"}}));
-  auto map = readFile(dir.file("m.MAP"));
-  // Header and tables stay zero; the first material's four levels were written.
-  ASSERT_GT(map.size(), 28u + 192 * 3);
-  for (std::size_t i = 0; i < 28 + 192 * 3; ++i) ASSERT_EQ(map[i], 0) << i;
-  // One material's levels and no more: four palettes and four short streams.
-  EXPECT_GT(map.size(), 28u + 192 * 3 + 4 * 1024);
+  // Header and tables stay zero; the first material's four levels (four palettes and four
+  // short streams) were written, and no more.
+  ASSERT_GT(map.size(), 28u + 192 * 3 + 4 * 1024);
   EXPECT_LT(map.size(), 28u + 192 * 3 + 5 * 1024);
+  for (std::size_t i = 0; i < 28 + 192 * 3; ++i) ASSERT_EQ(map[i], 0) << i;
 }
 
-TEST(MapFile, UpperCaseExtensionIsRefused) {
-  ScratchDir dir;
-  RecordingHost host;
-  const std::string wall = dir.file("wall.TGA");
-  writeFile(wall, makeTga(2, 2, 32, 0x20, patternPixels(2, 2)));
-  std::vector<d3d::Material> materials = {textured(wall)};
-  writeMapFile(host, materials, dir.file("m.MAP"));
+TEST_F(MapFile, UpperCaseExtensionIsRefused) {
+  const d3d::Material wall = put("wall.TGA", makeTga(2, 2, 32, 0x20, patternPixels(2, 2)));
+  EXPECT_EQ(mapOf({wall}), std::vector<std::uint8_t>(28 + 192, 0));
   EXPECT_EQ(host.boxes, (std::vector<RecordingHost::Box>{{"MAP File Creation Error", " Targa texture not valid or not TGA File"},
-                                                         {"You Tried to Load the Following Texture", wall}}));
-  auto map = readFile(dir.file("m.MAP"));
-  EXPECT_EQ(map, std::vector<std::uint8_t>(28 + 192, 0));
+                                                         {"You Tried to Load the Following Texture", dir.file("wall.TGA")}}));
 }
 
-TEST(MapFile, UnreadableTexturesAreSkipped) {
-  ScratchDir dir;
-  RecordingHost host;
+TEST_F(MapFile, UnreadableTexturesAreSkipped) {
   // Missing file (the dialog is asked with its path and gives nothing), a header that claims
-  // more pixels than the file holds, a depth of 0, then a good texture.
-  auto claimsTooMuch = makeTga(4, 4, 32, 0x20, patternPixels(4, 3));
-  auto zeroDepth = makeTga(4, 4, 0, 0x20, {});
-  auto shortPalette = makeTga(2, 2, 8, 0x20, std::vector<std::uint8_t>(700, 1));
-  writeFile(dir.file("short.tga"), claimsTooMuch);
-  writeFile(dir.file("zero.tga"), zeroDepth);
-  writeFile(dir.file("pal.tga"), shortPalette);
-  writeFile(dir.file("good.tga"), makeTga(2, 2, 32, 0x20, patternPixels(2, 2)));
-  std::vector<d3d::Material> materials = {textured(dir.file("gone.tga")), textured(dir.file("short.tga")),
-                                          textured(dir.file("zero.tga")), textured(dir.file("pal.tga")),
-                                          textured(dir.file("good.tga"))};
-  writeMapFile(host, materials, dir.file("m.MAP"));
+  // more pixels than the file holds, a depth of 0, a short palette, then a good texture.
+  auto map = mapOf({textured(dir.file("gone.tga")), put("short.tga", makeTga(4, 4, 32, 0x20, patternPixels(4, 3))),
+                    put("zero.tga", makeTga(4, 4, 0, 0x20, {})),
+                    put("pal.tga", makeTga(2, 2, 8, 0x20, std::vector<std::uint8_t>(700, 1))),
+                    put("good.tga", makeTga(2, 2, 32, 0x20, patternPixels(2, 2)))});
   EXPECT_EQ(host.dialogRequests, (std::vector<std::string>{dir.file("gone.tga")}));
-  ASSERT_EQ(host.boxes.size(), 4u);
-  for (const auto& box : host.boxes) EXPECT_EQ(box, (RecordingHost::Box{"MAP File Creation Error", "Cannot read Texture"}));
-  auto map = readFile(dir.file("m.MAP"));
+  EXPECT_EQ(host.boxes, std::vector<RecordingHost::Box>(4, {"MAP File Creation Error", "Cannot read Texture"}));
   EXPECT_EQ(words(map, 0, 3), (std::vector<std::uint32_t>{static_cast<std::uint32_t>(map.size()), 5, 20}));
   const std::size_t materialTable = 28 + 144 * 5;
   for (int m = 0; m < 4; ++m)
@@ -364,18 +312,14 @@ TEST(MapFile, UnreadableTexturesAreSkipped) {
   EXPECT_EQ(words(map, 28 + 36 * 16, 2), (std::vector<std::uint32_t>{2, 2}));
 }
 
-TEST(MapFile, TheDialogAnswerReplacesAMissingTexture) {
-  ScratchDir dir;
-  RecordingHost host;
-  writeFile(dir.file("found.tga"), makeTga(2, 2, 32, 0x20, patternPixels(2, 2)));
+TEST_F(MapFile, TheDialogAnswerReplacesAMissingTexture) {
+  put("found.tga", makeTga(2, 2, 32, 0x20, patternPixels(2, 2)));
   host.dialogAnswer = dir.file("found.tga");
-  std::vector<d3d::Material> materials = {textured(dir.file("lost.tga"))};
-  writeMapFile(host, materials, dir.file("m.MAP"));
+  EXPECT_EQ(words(mapOf({textured(dir.file("lost.tga"))}), 28, 2), (std::vector<std::uint32_t>{2, 2}));
   EXPECT_TRUE(host.boxes.empty());
-  EXPECT_EQ(words(readFile(dir.file("m.MAP")), 28, 2), (std::vector<std::uint32_t>{2, 2}));
 }
 
-TEST(MapFile, TexturePathsSplitLikeTheRuntime) {
+TEST(MapFilePaths, TexturePathsSplitLikeTheRuntime) {
   auto p = splitPath("C:\\code\\kw.x\\bottom.tga");
   EXPECT_EQ(p.drive, "C:");
   EXPECT_EQ(p.directory, "\\code\\kw.x\\");

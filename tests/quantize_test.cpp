@@ -17,51 +17,46 @@ namespace {
 
 // ---- The literal model: every step as the game's tool does it, slow on purpose. ----
 struct ModelBox {
-  std::uint32_t w[12];  // key, count, square, sum0..2, lower0..2, upper0..2
+  std::uint32_t key, m[5];  // error; count, square sum, sums of the three channels
+  int lo[3], hi[3];
 };
 
 class Model {
  public:
   explicit Model(std::vector<std::uint32_t>& histogram) : h_(histogram) {}
 
-  std::uint32_t at(int c0, int c1, int c2) const { return h_[(c0 << 16) | (c1 << 8) | c2]; }
-
+  // The moments of a box, slice by slice, in 32-bit wrapping sums.
   void moments(const int lo[3], const int hi[3], std::uint32_t* m) const {
-    for (int i = 0; i < 5; ++i) m[i] = 0;
+    std::fill(m, m + 5, 0u);
     for (int a = lo[0]; a <= hi[0]; ++a)
       for (int b = lo[1]; b <= hi[1]; ++b)
-        for (int c = lo[2]; c <= hi[2]; ++c) {
-          std::uint32_t n = at(a, b, c);
-          if (!n) continue;
-          m[0] += n;
-          m[1] += n * static_cast<std::uint32_t>(a * a + b * b + c * c);
-          m[2] += n * a, m[3] += n * b, m[4] += n * c;
-        }
+        for (int c = lo[2]; c <= hi[2]; ++c)
+          if (const std::uint32_t n = h_[(a << 16) | (b << 8) | c]) {
+            m[0] += n, m[1] += n * static_cast<std::uint32_t>(a * a + b * b + c * c);
+            m[2] += n * a, m[3] += n * b, m[4] += n * c;
+          }
   }
 
   bool sliceUsed(int axis, int value, const int lo[3], const int hi[3]) const {
     int l[3] = {lo[0], lo[1], lo[2]}, u[3] = {hi[0], hi[1], hi[2]};
     l[axis] = u[axis] = value;
-    for (int a = l[0]; a <= u[0]; ++a)
-      for (int b = l[1]; b <= u[1]; ++b)
-        for (int c = l[2]; c <= u[2]; ++c)
-          if (at(a, b, c)) return true;
-    return false;
+    std::uint32_t m[5];
+    moments(l, u, m);
+    return m[0] != 0;
   }
 
+  // Each axis is tightened against the given (not the tightened) bounds of the others.
   void shrink(int lo[3], int hi[3]) const {
     int nl[3], nh[3];
     for (int a = 0; a < 3; ++a) {
-      nl[a] = lo[a], nh[a] = hi[a];
       int v = lo[a];
       while (v <= hi[a] && !sliceUsed(a, v, lo, hi)) ++v;
       if (v > hi[a]) return;  // nothing in the box: bounds unchanged
       nl[a] = v;
-      v = hi[a];
-      while (!sliceUsed(a, v, lo, hi)) --v;
+      for (v = hi[a]; !sliceUsed(a, v, lo, hi);) --v;
       nh[a] = v;
     }
-    for (int a = 0; a < 3; ++a) lo[a] = nl[a], hi[a] = nh[a];
+    std::copy(nl, nl + 3, lo), std::copy(nh, nh + 3, hi);
   }
 
   static std::uint32_t error(const std::uint32_t* m) {
@@ -72,72 +67,57 @@ class Model {
     return static_cast<std::uint32_t>(static_cast<std::uint64_t>(static_cast<std::int64_t>(e)));
   }
 
-  static bool extent(const ModelBox& b) { return (b.w[9] - b.w[6]) + (b.w[10] - b.w[7]) + (b.w[11] - b.w[8]) != 0; }
+  static bool extent(const ModelBox& b) { return (b.hi[0] - b.lo[0]) + (b.hi[1] - b.lo[1]) + (b.hi[2] - b.lo[2]) != 0; }
 
   std::array<std::uint8_t, 768> palette() {
     ModelBox& first = boxes_[0];
-    int lo[3] = {0, 0, 0}, hi[3] = {255, 255, 255};
-    shrink(lo, hi);
-    setBounds(first, lo, hi);
-    moments(lo, hi, &first.w[1]);
-    first.w[0] = 1;
+    first = {1, {}, {0, 0, 0}, {255, 255, 255}};
+    shrink(first.lo, first.hi);
+    moments(first.lo, first.hi, first.m);
     count_ = 1;
     if (extent(first)) heap_[++n_] = 0;
     while (count_ < 255 && n_ > 0) split(heap_[1]);
     std::array<std::uint8_t, 768> p{};
-    int e = 0;
+    int e = 1;  // entry 0 is magenta
     for (int b = 0; b < count_; ++b) {
-      const std::uint32_t* w = boxes_[b].w;
-      if (!w[1]) continue;
-      for (int a = 0; a < 3; ++a) p[3 * e + a] = static_cast<std::uint8_t>((w[3 + a] + w[1] / 2) / w[1]);
+      const std::uint32_t* m = boxes_[b].m;
+      if (!m[0]) continue;
+      for (int a = 0; a < 3; ++a) p[3 * e + a] = static_cast<std::uint8_t>((m[2 + a] + m[0] / 2) / m[0]);
       ++e;
     }
-    for (int i = 255; i >= 1; --i)
-      for (int a = 0; a < 3; ++a) p[3 * i + a] = p[3 * (i - 1) + a];
     p[0] = 255, p[1] = 0, p[2] = 255;
     return p;
   }
 
  private:
-  static void setBounds(ModelBox& b, const int lo[3], const int hi[3]) {
-    for (int a = 0; a < 3; ++a) b.w[6 + a] = lo[a], b.w[9 + a] = hi[a];
-  }
-
   void split(int index) {
     ModelBox& box = boxes_[index];
-    int lo[3], hi[3];
-    for (int a = 0; a < 3; ++a) lo[a] = box.w[6 + a], hi[a] = box.w[9 + a];
     std::uint32_t best = 0xFFFFFFFF;
-    int bestAxis = 0, bestCut = lo[0];
+    int bestAxis = 0, bestCut = box.lo[0];
     for (int a = 0; a < 3; ++a) {
       std::uint32_t lower[5] = {0, 0, 0, 0, 0};
-      for (int p = lo[a]; p < hi[a]; ++p) {
-        int sl[3] = {lo[0], lo[1], lo[2]}, sh[3] = {hi[0], hi[1], hi[2]};
+      for (int p = box.lo[a]; p < box.hi[a]; ++p) {
+        int sl[3] = {box.lo[0], box.lo[1], box.lo[2]}, sh[3] = {box.hi[0], box.hi[1], box.hi[2]};
         sl[a] = sh[a] = p;
-        std::uint32_t slice[5];
+        std::uint32_t slice[5], upper[5];
         moments(sl, sh, slice);
-        std::uint32_t upper[5];
-        for (int i = 0; i < 5; ++i) lower[i] += slice[i], upper[i] = box.w[1 + i] - lower[i];
-        std::uint32_t cost = error(lower) + error(upper);
+        for (int i = 0; i < 5; ++i) lower[i] += slice[i], upper[i] = box.m[i] - lower[i];
+        const std::uint32_t cost = error(lower) + error(upper);
         if (cost < best) best = cost, bestAxis = a, bestCut = p;
       }
     }
-    int fresh = count_++;
+    const int fresh = count_++;
     ModelBox& nb = boxes_[fresh];
-    int lo2[3] = {lo[0], lo[1], lo[2]}, hi2[3] = {hi[0], hi[1], hi[2]};
-    hi[bestAxis] = bestCut;
-    lo2[bestAxis] = bestCut + 1;
-    shrink(lo, hi);
-    shrink(lo2, hi2);
-    std::uint32_t old[5];
-    for (int i = 0; i < 5; ++i) old[i] = box.w[1 + i];
-    setBounds(box, lo, hi);
-    setBounds(nb, lo2, hi2);
-    moments(lo2, hi2, &nb.w[1]);
-    for (int i = 0; i < 5; ++i) box.w[1 + i] = old[i] - nb.w[1 + i];
-    box.w[0] = error(&box.w[1]);
-    nb.w[0] = error(&nb.w[1]);
-    bool keepB = extent(box), keepN = extent(nb);
+    nb = box;
+    box.hi[bestAxis] = bestCut;
+    nb.lo[bestAxis] = bestCut + 1;
+    shrink(box.lo, box.hi);
+    shrink(nb.lo, nb.hi);
+    moments(nb.lo, nb.hi, nb.m);
+    for (int i = 0; i < 5; ++i) box.m[i] -= nb.m[i];
+    box.key = error(box.m);
+    nb.key = error(nb.m);
+    const bool keepB = extent(box), keepN = extent(nb);
     if (!keepB && !keepN) {
       heap_[1] = heap_[n_--];
       if (n_) siftDown();
@@ -152,16 +132,12 @@ class Model {
       for (int i = n_; i > 1 && key(heap_[i / 2]) < key(heap_[i]); i /= 2) std::swap(heap_[i], heap_[i / 2]);
     }
   }
-  std::uint32_t key(int b) const { return boxes_[b].w[0]; }
+  std::uint32_t key(int b) const { return boxes_[b].key; }
   void siftDown() {
-    int i = 1;
-    for (;;) {
-      int c = 2 * i;
-      if (c > n_) return;
+    for (int i = 1, c; (c = 2 * i) <= n_; i = c) {
       if (c + 1 <= n_ && key(heap_[c]) < key(heap_[c + 1])) ++c;
       if (!(key(heap_[i]) < key(heap_[c]))) return;
       std::swap(heap_[i], heap_[c]);
-      i = c;
     }
   }
 
@@ -224,7 +200,7 @@ std::vector<std::uint8_t> realPixelsInSmallCube(int shift, std::uint8_t alphaFlo
 
 }  // namespace
 
-TEST(Quantizer, MatchesTheLiteralAlgorithmOnRealAndRandomImages) {
+TEST(Quantizer, MatchesTheLiteralAlgorithmOnRealRandomAndWrappingImages) {
   // Real colours in a 32-level cube (many more than 255 colours), all opaque.
   expectSameAsModel(256, 256, realPixelsInSmallCube(3, 255));
   // The same with alphas from 0 to 255: transparent, un-premultiplied and opaque pixels.
@@ -236,11 +212,8 @@ TEST(Quantizer, MatchesTheLiteralAlgorithmOnRealAndRandomImages) {
     px[i + 3] = 255;
   }
   expectSameAsModel(97, 61, px);
-}
-
-TEST(Quantizer, WrappingSumsOfALargeImageMatchTheLiteralAlgorithm) {
   // 320 x 320 bright pixels: square sums pass 2^32 and wrap, which changes cut costs.
-  std::vector<std::uint8_t> px(320 * 320 * 4);
+  px.assign(320 * 320 * 4, 0);
   std::uint32_t x = 77;
   for (std::size_t i = 0; i < px.size(); i += 4) {
     x = x * 1103515245u + 12345u;
@@ -277,10 +250,8 @@ TEST(Quantizer, OneColourImage) {
   std::vector<std::uint8_t> px;
   for (int i = 0; i < 12; ++i) px.insert(px.end(), {7, 130, 222, static_cast<std::uint8_t>(i == 5 ? 0 : 255)});
   auto q = quantizeImage(4, 3, px);
-  EXPECT_EQ((std::array<std::uint8_t, 6>{255, 0, 255, 7, 130, 222}),
-            (std::array<std::uint8_t, 6>{q.palette[0], q.palette[1], q.palette[2], q.palette[3], q.palette[4],
-                                         q.palette[5]}));
-  for (int i = 6; i < 768; ++i) ASSERT_EQ(q.palette[i], 0) << i;
+  std::array<std::uint8_t, 768> expected{255, 0, 255, 7, 130, 222};
+  EXPECT_EQ(q.palette, expected);
   for (int i = 0; i < 12; ++i) EXPECT_EQ(q.pixels[i], i == 5 ? 0 : 1) << i;
 }
 
@@ -299,10 +270,8 @@ TEST(Quantizer, NoOpaquePixel) {
   std::vector<std::uint8_t> px = patternPixels(8, 8, 4);
   for (std::size_t i = 3; i < px.size(); i += 4) px[i] = static_cast<std::uint8_t>(px[i] % 64);
   auto q = quantizeImage(8, 8, px);
-  EXPECT_EQ(q.palette[0], 255);
-  EXPECT_EQ(q.palette[1], 0);
-  EXPECT_EQ(q.palette[2], 255);
-  for (int i = 3; i < 768; ++i) ASSERT_EQ(q.palette[i], 0) << i;
+  std::array<std::uint8_t, 768> magentaOnly{255, 0, 255};
+  EXPECT_EQ(q.palette, magentaOnly);
   for (auto p : q.pixels) ASSERT_EQ(p, 0);
 }
 

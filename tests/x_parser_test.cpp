@@ -39,20 +39,13 @@ std::vector<XValue> valuesOf(const std::string& body) {
   return {values.begin(), values.end()};
 }
 
-std::vector<std::uint32_t> integersOf(const std::string& body) {
-  std::vector<std::uint32_t> out;
+// The values as integers (std::uint32_t) or as floats; each must be of that kind.
+template <class T>
+std::vector<T> numbersOf(const std::string& body) {
+  std::vector<T> out;
   for (const XValue& v : valuesOf(body)) {
-    EXPECT_EQ(v.kind, XValue::Kind::Integer);
-    out.push_back(v.bits);
-  }
-  return out;
-}
-
-std::vector<float> floatsOf(const std::string& body) {
-  std::vector<float> out;
-  for (const XValue& v : valuesOf(body)) {
-    EXPECT_EQ(v.kind, XValue::Kind::Float);
-    out.push_back(std::bit_cast<float>(v.bits));
+    EXPECT_EQ(v.kind, (std::is_same_v<T, float> ? XValue::Kind::Float : XValue::Kind::Integer));
+    out.push_back(std::bit_cast<T>(v.bits));
   }
   return out;
 }
@@ -78,65 +71,39 @@ HResult loadCode(const std::vector<std::uint8_t>& file, LoadedMesh* out = nullpt
 }  // namespace
 
 TEST(XTextSyntax, SeparatorRulesOfTheLegacyParser) {
-  const std::vector<std::uint32_t> expected = {3, 0, 1, 2, 5};
-  EXPECT_EQ(integersOf("Material {3; 0; 1; 2; 5;}"), expected);
-  EXPECT_EQ(integersOf("Material {3, 0, 1, 2, 5,}"), expected);
-  EXPECT_EQ(integersOf("Material {3;;;;; 0;;;;; 1;;;;; 2;;;;; 5;;;;;}"), expected);
-  EXPECT_EQ(integersOf("Material {3;;;;;, 0;;;;;, 1;;;;;, 2;;;;;, 5;;;;;,}"), expected);
-  EXPECT_EQ(integersOf("Material {0; 1234;}"), (std::vector<std::uint32_t>{0, 1234}));
-  EXPECT_FALSE(parses("Material {3; 0, 1,, 2; 5;}"));
-  EXPECT_FALSE(parses("Material {3; 0, 1,; 2; 5;}"));
-  EXPECT_FALSE(parses("Material {3; 0, 1, 2; 5}"));
-  EXPECT_FALSE(parses("Material {3; 0 1 2; 5;}"));
-  // Unused objects are held to the same rules.
+  for (const char* body : {"Material {3; 0; 1; 2; 5;}", "Material {3, 0, 1, 2, 5,}",
+                           "Material {3;;;;; 0;;;;; 1;;;;; 2;;;;; 5;;;;;}",
+                           "Material {3;;;;;, 0;;;;;, 1;;;;;, 2;;;;;, 5;;;;;,}"})
+    EXPECT_EQ(numbersOf<std::uint32_t>(body), (std::vector<std::uint32_t>{3, 0, 1, 2, 5})) << body;
+  // Unused objects are held to the same rules; data values come before children.
   EXPECT_TRUE(parses("Whatever {3;;, 4;}"));
-  EXPECT_FALSE(parses("Whatever {3;, ,4;}"));
-  EXPECT_FALSE(parses("Whatever {3; Child {} 4;}")) << "data values come before children";
+  for (const char* bad : {"Material {3; 0, 1,, 2; 5;}", "Material {3; 0, 1,; 2; 5;}", "Material {3; 0, 1, 2; 5}",
+                          "Material {3; 0 1 2; 5;}", "Whatever {3;, ,4;}", "Whatever {3; Child {} 4;}"})
+    EXPECT_FALSE(parses(bad)) << bad;
 }
 
 TEST(XTextSyntax, NumbersWithExponentsSignsAndNaNMarks) {
-  const auto v = floatsOf("Material {1e-05; -0.000000; .5; 1.5E+2; +2.25; 1.; -1; 4294967295.5;}");
-  ASSERT_EQ(v.size(), 8u);
-  EXPECT_EQ(v[0], 1e-05f);
-  EXPECT_EQ(v[1], 0.0f);
-  EXPECT_TRUE(std::signbit(v[1]));
-  EXPECT_EQ(v[2], 0.5f);
-  EXPECT_EQ(v[3], 150.0f);
-  EXPECT_EQ(v[4], 2.25f);
-  EXPECT_EQ(v[5], 1.0f);
-  EXPECT_EQ(v[6], -1.0f);
-  EXPECT_EQ(v[7], 4294967296.0f);
-  // Decimal text is rounded to double, then to float: the nearest float of each of these.
-  const auto r = floatsOf("Material {0.1; 0.7; 123456.789; 3.4028235e38; 1e39; -1e39; 1e-50;}");
-  EXPECT_EQ(r[0], 0.1f);
-  EXPECT_EQ(r[1], 0.7f);
-  EXPECT_EQ(r[2], 123456.789f);
-  EXPECT_EQ(r[3], 3.4028235e38f);
-  EXPECT_TRUE(std::isinf(r[4]) && r[4] > 0);
-  EXPECT_TRUE(std::isinf(r[5]) && r[5] < 0);
-  EXPECT_EQ(r[6], 0.0f);
-  const auto n = floatsOf("Material {1.#QNAN; -1.#IND; 1.#INF; -1.#INF; 1.#QNAN0;}");
-  EXPECT_TRUE(std::isnan(n[0]));
-  EXPECT_TRUE(std::isnan(n[1]));
-  EXPECT_EQ(n[2], INFINITY);
-  EXPECT_EQ(n[3], -INFINITY);
-  EXPECT_TRUE(std::isnan(n[4]));
-  EXPECT_EQ(integersOf("Material {4294967295; 007;}"), (std::vector<std::uint32_t>{4294967295u, 7}));
-  EXPECT_FALSE(parses("Material {4294967296;}"));
-  EXPECT_FALSE(parses("Material {1.2.3;}"));
-  EXPECT_FALSE(parses("Material {1e;}"));
-  EXPECT_FALSE(parses("Material {1.#NAN;}"));
-  EXPECT_FALSE(parses("Material {@;}"));
+  // Decimal text is rounded to double, then to float: the nearest float of each.
+  const auto v = numbersOf<float>("Material {1e-05; -0.000000; .5; 1.5E+2; +2.25; 1.; -1; 4294967295.5; 0.1; 0.7; "
+                          "123456.789; 3.4028235e38; 1e39; -1e39; 1e-50; 1.#INF; -1.#INF;}");
+  EXPECT_EQ(v, (std::vector<float>{1e-05f, 0.0f, 0.5f, 150.0f, 2.25f, 1.0f, -1.0f, 4294967296.0f, 0.1f, 0.7f,
+                                   123456.789f, 3.4028235e38f, INFINITY, -INFINITY, 0.0f, INFINITY, -INFINITY}));
+  EXPECT_TRUE(std::signbit(v.at(1)));
+  for (float n : numbersOf<float>("Material {1.#QNAN; -1.#IND; 1.#QNAN0;}")) EXPECT_TRUE(std::isnan(n));
+  EXPECT_EQ(numbersOf<std::uint32_t>("Material {4294967295; 007;}"), (std::vector<std::uint32_t>{4294967295u, 7}));
+  for (const char* bad : {"Material {4294967296;}", "Material {1.2.3;}", "Material {1e;}", "Material {1.#NAN;}",
+                          "Material {@;}"})
+    EXPECT_FALSE(parses(bad)) << bad;
 }
 
 TEST(XTextSyntax, CommentsWhiteSpaceAndStrings) {
   const std::string body = std::string("# comment\r\nMaterial\t{ // another\r\n 1;\t// after a value\n") + std::string(1, '\0') +
          " 2;# end\n}";
-  EXPECT_EQ(integersOf(body), (std::vector<std::uint32_t>{1, 2}));
+  EXPECT_EQ(numbersOf<std::uint32_t>(body), (std::vector<std::uint32_t>{1, 2}));
   EXPECT_FALSE(parses("Material {1; / 2;}"));
   std::string manyComments = "Material {";
   for (int i = 0; i < 300000; ++i) manyComments += "#\n";
-  EXPECT_EQ(integersOf(manyComments + "3;}"), (std::vector<std::uint32_t>{3})) << "comments do not nest calls";
+  EXPECT_EQ(numbersOf<std::uint32_t>(manyComments + "3;}"), (std::vector<std::uint32_t>{3})) << "comments do not nest calls";
 
   std::vector<std::uint8_t> storage;
   const XTree tree = parseText("TextureFilename {\"foo;bar\";} TextureFilename {\"C:\\\\code\\\\x.tga\";}"
@@ -170,14 +137,12 @@ TEST(XTextSyntax, TemplatesAndObjectHeads) {
   EXPECT_EQ(tree.objects[tree.topLevel[0]].name, "named");
   EXPECT_EQ(tree.objects[tree.topLevel[1]].role, XRole::TextureFilename) << "type names compare without case";
 
-  EXPECT_FALSE(parses("template T { DWORD x; }")) << "a template needs its GUID";
-  EXPECT_FALSE(parses("template T { <1234567-1234-1234-1234-111111111111> }"));
-  EXPECT_FALSE(parses("template T { <12345678-1234-1234-1234-111111111111> array DWORD x; }"));
-  EXPECT_FALSE(parses("template T { <12345678-1234-1234-1234-111111111111> [..] }"));
-  EXPECT_FALSE(parses("Frame { template T { <12345678-1234-1234-1234-111111111111> } }"));
-  EXPECT_FALSE(parses("Frame {"));
-  EXPECT_FALSE(parses("Frame }"));
-  EXPECT_FALSE(parses("1;"));
+  for (const char* bad : {"template T { DWORD x; }", "template T { <1234567-1234-1234-1234-111111111111> }",
+                          "template T { <12345678-1234-1234-1234-111111111111> array DWORD x; }",
+                          "template T { <12345678-1234-1234-1234-111111111111> [..] }",
+                          "Frame { template T { <12345678-1234-1234-1234-111111111111> } }", "Frame {", "Frame }",
+                          "1;", "Frame { {1} }", "Frame { {Red; } }"})
+    EXPECT_FALSE(parses(bad)) << bad;
   std::string deep;
   for (std::uint32_t i = 0; i < kMaxObjectDepth + 1; ++i) deep += "Frame {";
   EXPECT_FALSE(parses(deep + std::string(kMaxObjectDepth + 1, '}')));
@@ -198,8 +163,6 @@ TEST(XTextSyntax, ReferencesNameFinishedObjectsOnly) {
   EXPECT_EQ(children[2], XTree::kUnresolved) << "an enclosing object is not finished yet";
   EXPECT_EQ(children[3], XTree::kUnresolved) << "no forward references";
   EXPECT_EQ(children[5], children[4]);
-  EXPECT_FALSE(parses("Frame { {1} }"));
-  EXPECT_FALSE(parses("Frame { {Red; } }"));
 }
 
 namespace {
@@ -224,16 +187,13 @@ struct BinaryBody {
     for (auto x : v) appendU32(b, x);
     return *this;
   }
-  BinaryBody& floats(const std::vector<float>& v) {
-    token(7), appendU32(b, static_cast<std::uint32_t>(v.size()));
-    for (float x : v) appendU32(b, std::bit_cast<std::uint32_t>(x));
-    return *this;
-  }
-  BinaryBody& doubles(const std::vector<double>& v) {
+  // A float list of 4- or 8-byte floats.
+  BinaryBody& floats(const std::vector<double>& v, bool doubles = false) {
     token(7), appendU32(b, static_cast<std::uint32_t>(v.size()));
     for (double x : v) {
-      const auto bits = std::bit_cast<std::uint64_t>(x);
-      appendU32(b, static_cast<std::uint32_t>(bits)), appendU32(b, static_cast<std::uint32_t>(bits >> 32));
+      const std::uint64_t bits = doubles ? std::bit_cast<std::uint64_t>(x) : std::bit_cast<std::uint32_t>(float(x));
+      appendU32(b, static_cast<std::uint32_t>(bits));
+      if (doubles) appendU32(b, static_cast<std::uint32_t>(bits >> 32));
     }
     return *this;
   }
@@ -251,18 +211,10 @@ struct BinaryBody {
 // its float lists of 4- or 8-byte floats.
 BinaryBody binaryTriangle(bool doubles) {
   BinaryBody body;
-  body.name("Mesh").name("").open().integers({3});
-  if (doubles)
-    body.doubles({0, 0, 0, 0, 1, 0, 1, 1, 0});
-  else
-    body.floats({0, 0, 0, 0, 1, 0, 1, 1, 0});
+  body.name("Mesh").name("").open().integers({3}).floats({0, 0, 0, 0, 1, 0, 1, 1, 0}, doubles);
   body.integers({1, 3, 0, 1, 2});
   body.name("MeshMaterialList").open().integer(1).token(20).integer(1).token(20).integers({0});
-  body.name("Material").name("Shiny").open();
-  if (doubles)
-    body.doubles({1, 0, 0, 1, 5, 1, 1, 1, 0, 0, 0});
-  else
-    body.floats({1, 0, 0, 1, 5, 1, 1, 1, 0, 0, 0});
+  body.name("Material").name("Shiny").open().floats({1, 0, 0, 1, 5, 1, 1, 1, 0, 0, 0}, doubles);
   body.name("TextureFilename").open().string("skin.dds").close();
   body.close().close().close();
   return body;
@@ -276,9 +228,7 @@ TEST(XBinarySyntax, TokensListsAndBothFloatSizes) {
     LoadedMesh mesh;
     ASSERT_EQ(loadCode(binaryTriangle(doubles).file(doubles ? "0064" : "0032"), &mesh), kOk);
     EXPECT_EQ(mesh.mesh.vertexCount, 3u);
-    float y1;
-    std::memcpy(&y1, &mesh.mesh.vertices[12 + 4], 4);
-    EXPECT_EQ(y1, 1.0f);
+    EXPECT_EQ(std::bit_cast<float>(loadU32(mesh.mesh.vertices.data() + 16)), 1.0f);
     EXPECT_EQ(mesh.mesh.indices, (std::vector<std::uint16_t>{0, 1, 2}));
     ASSERT_EQ(mesh.materials.size(), 1u);
     EXPECT_EQ(mesh.materials[0].power, 5.0f);
@@ -292,24 +242,14 @@ TEST(XBinarySyntax, TokensListsAndBothFloatSizes) {
   spanning.name("Mesh").open().integer(3).token(20).token(20).token(19);
   spanning.floats({0, 0, 0, 0, 1, 0, 1, 1, 0}).integers({1, 3}).integer(0).token(19).integers({1, 2}).close();
   EXPECT_EQ(loadCode(spanning.file()), kOk);
-  BinaryBody listThenSeparator;
+  BinaryBody listThenSeparator, integerWithoutSeparator, unknown, hugeList, hugeName;
   listThenSeparator.name("Mesh").open().integers({3}).token(20);
-  EXPECT_EQ(loadCode(listThenSeparator.file()), kParseError);
-  BinaryBody integerWithoutSeparator;
   integerWithoutSeparator.name("Mesh").open().integer(3).close();
-  EXPECT_EQ(loadCode(integerWithoutSeparator.file()), kParseError);
-
-  BinaryBody unknown;
   unknown.token(4);
-  EXPECT_EQ(loadCode(unknown.file()), kParseError);
-  BinaryBody hugeList;
-  hugeList.name("Mesh").open().token(6);
-  appendU32(hugeList.b, 0x40000000u);
-  EXPECT_EQ(loadCode(hugeList.file()), kParseError);
-  BinaryBody hugeName;
-  hugeName.token(1);
-  appendU32(hugeName.b, 0xFFFFFFFFu);
-  EXPECT_EQ(loadCode(hugeName.file()), kParseError);
+  hugeList.name("Mesh").open().token(6).b.resize(hugeList.b.size() + 4, 0x40);
+  hugeName.token(1).b.resize(hugeName.b.size() + 4, 0xFF);
+  for (const BinaryBody* bad : {&listThenSeparator, &integerWithoutSeparator, &unknown, &hugeList, &hugeName})
+    EXPECT_EQ(loadCode(bad->file()), kParseError);
 }
 
 namespace {
