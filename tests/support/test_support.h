@@ -78,6 +78,15 @@ std::vector<std::uint8_t> makeTga(std::uint16_t width, std::uint16_t height, std
 // Pixels width x height x 4 where every byte depends on its position (rows tell apart).
 std::vector<std::uint8_t> patternPixels(int width, int height, std::uint32_t seed = 1);
 
+// zlib's own one-shot compress2, independent of the library's helpers.
+std::vector<std::uint8_t> zlibCompress(const std::vector<std::uint8_t>& data, int level = -1);
+// Peak signal-to-noise ratio over channels [first, first + count) of 4-byte pixels from byte `from`.
+double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b, std::size_t from = 0,
+            int first = 0, int count = 3);
+// width x height x 4 pixels whose every 4 x 4 block is one colour telling the block apart (the
+// BTC encoder stores such blocks exactly).
+std::vector<std::uint8_t> blockPixels(std::uint32_t width, std::uint32_t height, int seed = 0);
+
 void putU16(std::vector<std::uint8_t>& v, std::size_t at, std::uint16_t x);
 void putU32(std::vector<std::uint8_t>& v, std::size_t at, std::uint32_t x);
 std::uint32_t getU32(const std::vector<std::uint8_t>& v, std::size_t at);
