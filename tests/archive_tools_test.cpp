@@ -302,17 +302,7 @@ TEST(ArchivePack, ReproducesASkyFileByteForByteFromItsUnpackedMembers) {
 }
 
 TEST(ArchiveUnpack, ConvertWritesBtcTexturesThroughBtc2TgaAndVertexCoordinates) {
-  // An 8 x 8 "BTCV" file: one 8 x 8 tile whose stream is one solid run of four blocks.
-  Bytes8 btc(36, 0);
-  std::memcpy(btc.data(), "BTCV", 4);
-  putU16(btc, 4, 8);
-  putU16(btc, 6, 8);
-  putU32(btc, 16, 1);
-  putU16(btc, 22, 8);       // tile size
-  putU32(btc, 28, 36);      // stream offset
-  putU32(btc, 32, 2 + 16);  // stream length
-  appendU16(btc, (4 << 12) | 4);
-  for (int block = 0; block < 4; ++block) btc.insert(btc.end(), {0x10, 0x20, 0x30, 0xFF});
+  const Bytes8 btc = solidBtcFile(8, 1, {0x10, 0x20, 0x30, 0xFF});
   Bytes8 rejected = btc;
   putU32(rejected, 16, 0);  // no tiles: BTC2TGA refuses it
   Bytes8 vrt(40 + 24, 0);

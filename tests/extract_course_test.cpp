@@ -74,19 +74,8 @@ ByteVector vertexMember(std::uint32_t countWord, const std::vector<float>& coord
   return m;
 }
 
-// A 4 x 4 BTC file of one solid tile of colour B, G, R, A; entryCount as given.
 ByteVector btcMember(std::int32_t entryCount, std::array<std::uint8_t, 4> colour) {
-  ByteVector m(36, 0);
-  std::memcpy(m.data(), "BTCV", 4);
-  putU16(m, 4, 4);
-  putU16(m, 6, 4);
-  putU32(m, 16, static_cast<std::uint32_t>(entryCount));
-  putU16(m, 22, 4);   // size; id, x and y are 0
-  putU32(m, 28, 36);  // data offset
-  putU32(m, 32, 6);   // data length
-  m.insert(m.end(), {0x01, 0x40});  // one solid block
-  m.insert(m.end(), colour.begin(), colour.end());
-  return m;
+  return solidBtcFile(4, entryCount, colour);
 }
 
 std::set<std::string> filesIn(const fs::path& dir) {

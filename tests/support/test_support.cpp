@@ -155,4 +155,19 @@ std::vector<std::uint8_t> blockPixels(std::uint32_t width, std::uint32_t height,
   return px;
 }
 
+std::vector<std::uint8_t> solidBtcFile(std::uint16_t size, std::int32_t entryCount, std::array<std::uint8_t, 4> colour) {
+  const unsigned blocks = (size / 4u) * (size / 4u);
+  std::vector<std::uint8_t> m = {'B', 'T', 'C', 'V'};
+  m.resize(36, 0);
+  putU16(m, 4, size);
+  putU16(m, 6, size);
+  putU32(m, 16, static_cast<std::uint32_t>(entryCount));
+  putU16(m, 22, size);  // tile size; id, x and y are 0
+  putU32(m, 28, 36);    // stream offset
+  putU32(m, 32, 2 + 4 * blocks);
+  m.insert(m.end(), {static_cast<std::uint8_t>(blocks), static_cast<std::uint8_t>(0x40 | blocks >> 8)});
+  for (unsigned b = 0; b < blocks; ++b) m.insert(m.end(), colour.begin(), colour.end());
+  return m;
+}
+
 }  // namespace vellmark::test

@@ -2,6 +2,7 @@
 // the bundled real data, and small byte builders.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -86,6 +87,10 @@ double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>&
 // width x height x 4 pixels whose every 4 x 4 block is one colour telling the block apart (the
 // BTC encoder stores such blocks exactly).
 std::vector<std::uint8_t> blockPixels(std::uint32_t width, std::uint32_t height, int seed = 0);
+
+// A "BTCV" file of one size x size tile (size a multiple of 4, at most 256) whose stream is one
+// solid run of `colour` (B, G, R, A); entryCount as given.
+std::vector<std::uint8_t> solidBtcFile(std::uint16_t size, std::int32_t entryCount, std::array<std::uint8_t, 4> colour);
 
 void putU16(std::vector<std::uint8_t>& v, std::size_t at, std::uint16_t x);
 void putU32(std::vector<std::uint8_t>& v, std::size_t at, std::uint32_t x);
