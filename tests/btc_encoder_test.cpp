@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <random>
 
 #include "formats/btc_codec.h"
@@ -19,15 +18,6 @@ std::vector<std::uint8_t> roundTrip(std::uint16_t width, std::uint16_t height, c
   std::vector<std::uint8_t> out(px.size(), 0x77);
   EXPECT_TRUE(decodeBtcStream(width, height, out, encodeBtcStream(width, height, px)));
   return out;
-}
-
-// Peak signal-to-noise ratio over the channels [first, first + count) of 4-byte pixels.
-double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b, int first = 0, int count = 3) {
-  double se = 0;
-  std::size_t n = 0;
-  for (std::size_t i = 0; i + 3 < a.size(); i += 4)
-    for (int k = first; k < first + count; ++k, ++n) se += (double(a[i + k]) - b[i + k]) * (double(a[i + k]) - b[i + k]);
-  return se == 0 ? 99.0 : 10 * std::log10(255.0 * 255.0 / (se / n));
 }
 
 std::vector<std::uint8_t> uniform(int width, int height, std::array<std::uint8_t, 4> pixel) {
@@ -96,7 +86,7 @@ TEST(BtcEncoder, RealTexturesRoundTripThroughBtcFiles) {
     ASSERT_TRUE(tga) << c.file;
     const std::vector<std::uint8_t> back(tga->begin() + 18, tga->end());
     ASSERT_EQ(back.size(), image.pixels.size());
-    const double colour = psnr(image.pixels, back), alpha = psnr(image.pixels, back, 3, 1);
+    const double colour = psnr(image.pixels, back), alpha = psnr(image.pixels, back, 0, 3, 1);
     EXPECT_GT(colour, c.colour) << c.file;
     EXPECT_GE(alpha, c.alpha) << c.file;
   }
@@ -153,10 +143,5 @@ TEST(BtcEncoder, ProgramEncodesTgaFilesIntoBtcFiles) {
   auto run = runCli({"tga2btc", dir.file("leaf.tga"), dir.file("leaf.btc")});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(readFile(dir.file("leaf.btc")), makeBtcFile(readTgaImage(leaf, "leaf")));
-  auto back = runCli({"btc2tga", dir.file("leaf.btc"), dir.file("back.tga")});
-  ASSERT_EQ(back.status, 0) << back.err;
-  EXPECT_EQ(readFile(dir.file("back.tga")).size(), leaf.size());
-
-  auto bad = runCli({"tga2btc", dir.file("missing.tga"), dir.file("x.btc")});
-  EXPECT_EQ(bad.status, 2);
+  EXPECT_EQ(runCli({"tga2btc", dir.file("missing.tga"), dir.file("x.btc")}).status, 2);
 }

@@ -119,19 +119,6 @@ TEST(BtcToTga, PlacesTilesFromTheBottomAndClipsToTheImage) {
   ASSERT_EQ(tga->size(), 18u + 40 * 24 * 4);
   EXPECT_EQ(std::vector<std::uint8_t>(tga->begin(), tga->begin() + 18), kHeader40x24);
   EXPECT_EQ(pixelsOf(*tga), expectedImage(40, 24, entries));
-
-  // A few pixels checked by hand: the first tile's top-left pixel on row 16, the third
-  // tile's stored row 4 on row 0, the fourth's column 4 at image column 0, the second's
-  // column 3 of stored row 4 at the right edge.
-  auto at = [&](int x, int y) {
-    const auto* p = &(*tga)[18 + (static_cast<std::size_t>(y) * 40 + x) * 4];
-    return Pixel{p[0], p[1], p[2], p[3]};
-  };
-  EXPECT_EQ(at(0, 16), tileColour(1, 0));
-  EXPECT_EQ(at(4, 15), (Pixel{0, 0, 0, 0}));
-  EXPECT_EQ(at(8, 0), tileColour(3, 2));
-  EXPECT_EQ(at(0, 8), tileColour(4, 1));
-  EXPECT_EQ(at(39, 16), tileColour(2, 2));
 }
 
 TEST(BtcToTga, SharedTileIdDecodesTheFirstEntrysStreamAtItsSize) {
@@ -146,9 +133,6 @@ TEST(BtcToTga, SharedTileIdDecodesTheFirstEntrysStreamAtItsSize) {
   auto tga = convertBtcToTga(btcFile(32, 16, entries));
   ASSERT_TRUE(tga);
   EXPECT_EQ(pixelsOf(*tga), expectedImage(32, 16, entries));
-  // Row 15, column 29 is entry 2's (j 3, i 1): linear pixel 13 of the 8-wide tile, row 1
-  // column 5, which is block 1 of tile 1.
-  EXPECT_EQ((*tga)[18 + (15 * 32 + 29) * 4], tileColour(1, 1)[0]);
 }
 
 TEST(BtcToTga, EntryCountZeroNegativeAndAWrongMagic) {
@@ -220,7 +204,8 @@ TEST(BtcToTga, EveryTruncatedPrefixIsRejected) {
 
 TEST(BtcToTga, ProgramAndLibraryWriteTheSameFile) {
   ScratchDir dir;
-  const auto file = btcFile(40, 24, {{1, 8, 0, 0, 1, {}, {}}, {2, 12, 30, 6, 2, {}, {}}, {1, 8, 20, 10, 3, {}, {}}});
+  const std::vector<Entry> entries = {{1, 8, 0, 0, 1, {}, {}}, {2, 12, 30, 6, 2, {}, {}}, {1, 8, 20, 10, 3, {}, {}}};
+  const auto file = btcFile(40, 24, entries);
   writeFile(dir.file("in.btc"), file);
   writeFile(dir.file("bad.btc"), btcFile(8, 8, {}));
 
@@ -238,8 +223,7 @@ TEST(BtcToTga, ProgramAndLibraryWriteTheSameFile) {
   EXPECT_EQ(cli.status, 0) << cli.err;
   const auto written = readFile(dir.file("cli.tga"));
   EXPECT_EQ(written, readFile(dir.file("lib.tga")));
-  EXPECT_EQ(pixelsOf(written), expectedImage(40, 24, {{1, 8, 0, 0, 1, {}, {}}, {2, 12, 30, 6, 2, {}, {}},
-                                                      {1, 8, 20, 10, 3, {}, {}}}));
+  EXPECT_EQ(pixelsOf(written), expectedImage(40, 24, entries));
   EXPECT_FALSE(fileExists(dir.file("negative.tga")));
 
   auto bad = runCli({"BTC2TGA", dir.file("bad.btc"), dir.file("bad.tga")});

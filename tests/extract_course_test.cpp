@@ -23,14 +23,6 @@ using ByteVector = std::vector<std::uint8_t>;
 const Box kWarning{messages::kWarningCaption, messages::kWarningText};
 const Box kInvalidBtc{messages::kInvalidBtcCaption, messages::kInvalidBtcText};
 
-ByteVector zlibCompress(const ByteVector& data) {
-  uLongf length = compressBound(static_cast<uLong>(data.size()));
-  ByteVector out(length);
-  EXPECT_EQ(compress(out.data(), &length, data.data(), static_cast<uLong>(data.size())), Z_OK);
-  out.resize(length);
-  return out;
-}
-
 ByteVector zlibInflate(const ByteVector& data, std::size_t expected) {
   ByteVector out(expected);
   uLongf length = static_cast<uLongf>(expected);
@@ -82,19 +74,8 @@ ByteVector vertexMember(std::uint32_t countWord, const std::vector<float>& coord
   return m;
 }
 
-// A 4 x 4 BTC file of one solid tile of colour B, G, R, A; entryCount as given.
 ByteVector btcMember(std::int32_t entryCount, std::array<std::uint8_t, 4> colour) {
-  ByteVector m(36, 0);
-  std::memcpy(m.data(), "BTCV", 4);
-  putU16(m, 4, 4);
-  putU16(m, 6, 4);
-  putU32(m, 16, static_cast<std::uint32_t>(entryCount));
-  putU16(m, 22, 4);   // size; id, x and y are 0
-  putU32(m, 28, 36);  // data offset
-  putU32(m, 32, 6);   // data length
-  m.insert(m.end(), {0x01, 0x40});  // one solid block
-  m.insert(m.end(), colour.begin(), colour.end());
-  return m;
+  return solidBtcFile(4, entryCount, colour);
 }
 
 std::set<std::string> filesIn(const fs::path& dir) {
@@ -140,13 +121,10 @@ TEST_F(ExtractFixture, PanoramaBecomesAOneMemberArchive) {
   EXPECT_EQ(getU32(lib, rec + 48), 2u);
   EXPECT_EQ(filesIn(dir.path()), std::set<std::string>{"c_Panorama.lib"});
 
-  // A later panorama overwrites the file, with or without threads.
-  for (unsigned threads : {1u, 3u}) {
-    extract(courseArchive({second, panorama, tgaMember(4, 4, 1), second}), threads);
-    const auto last = readFile(dir.prefix() + "c_Panorama.lib");
-    EXPECT_EQ(getU32(last, 4), zlibCompress(second).size() + 80) << threads;
-    EXPECT_EQ(zlibInflate(ByteVector(last.begin() + 16, last.end() - 64), second.size()), second);
-  }
+  // A later panorama overwrites the file.
+  extract(courseArchive({second, panorama, tgaMember(4, 4, 1), second}), 3);
+  const auto last = readFile(dir.prefix() + "c_Panorama.lib");
+  EXPECT_EQ(zlibInflate(ByteVector(last.begin() + 16, last.end() - 64), second.size()), second);
 }
 
 TEST_F(ExtractFixture, FailedPassesUseUpTheirNumbers) {
@@ -165,10 +143,7 @@ TEST_F(ExtractFixture, NothingAfterTheHeaderGivesNoFiles) {
   auto archive = rawArchive({ByteVector(40, 0x78)});
   archive[4] = 0x78;
   archive[5] = 0x9C;
-  const auto summary = extract(archive);
-  EXPECT_TRUE(filesIn(dir.path()).empty());
-  EXPECT_EQ(summary.passes, 1);
-  EXPECT_EQ(summary.failed, 1);
+  EXPECT_EQ(extract(archive).failed, 1);
   extract(ByteVector(10, 0x78));
   extract({});
   EXPECT_TRUE(filesIn(dir.path()).empty());
@@ -210,16 +185,11 @@ TEST_F(ExtractFixture, BtcMembersGiveTgaOnlyAndTheirBoxesInPassOrder) {
   const auto archive = courseArchive({good, refused, tgaMember(4, 4, 1), refused, negative});
   ByteVector zeroTga = {0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 4, 0, 4, 0, 0x20, 0x20};
   zeroTga.resize(18 + 64, 0);
-  for (unsigned threads : {1u, 2u, 4u}) {
-    ScratchDir out;
-    host.boxes.clear();
-    prefix = out.prefix();
-    const auto summary = extract(archive, threads);
-    EXPECT_EQ(host.boxes, (std::vector<Box>{kWarning, kInvalidBtc, kInvalidBtc})) << threads;
-    EXPECT_EQ(filesIn(out.path()), (std::set<std::string>{"0.tga", "2.tga", "4.tga"})) << threads;
-    EXPECT_EQ(readFile(out.file("4.tga")), zeroTga);  // a negative entry count gives an empty image
-    EXPECT_EQ(summary.btcRejected, 2);
-  }
+  const auto summary = extract(archive, 2);  // ThreadsChangeNothing covers other counts
+  EXPECT_EQ(host.boxes, (std::vector<Box>{kWarning, kInvalidBtc, kInvalidBtc}));
+  EXPECT_EQ(filesIn(dir.path()), (std::set<std::string>{"c_0.tga", "c_2.tga", "c_4.tga"}));
+  EXPECT_EQ(out("4.tga"), zeroTga);  // a negative entry count gives an empty image
+  EXPECT_EQ(summary.btcRejected, 2);
 }
 
 TEST_F(ExtractFixture, ThreadsChangeNothing) {
@@ -328,10 +298,7 @@ TEST_F(ExtractFixture, SmallMembersRoundTrip) {
   const auto summary = extract(courseArchive(members), 2);
   EXPECT_EQ(host.boxes, std::vector<Box>{kWarning});
   EXPECT_EQ(summary.passes, 8);  // the directory holds no signature: it trails the last chunk
-  EXPECT_EQ(summary.inflated, 8);
-  for (auto kind : {MemberKind::Wav, MemberKind::Btc, MemberKind::Jpg, MemberKind::Pan, MemberKind::Vrt,
-                    MemberKind::Unknown})
-    EXPECT_EQ(summary.count(kind), 1) << memberKindName(kind);
+  EXPECT_EQ(summary.count(MemberKind::Unknown), 1);
   EXPECT_EQ(filesIn(dir.path()), (std::set<std::string>{"c_0.tga", "c_1.wav", "c_2.tga", "c_3.jpg", "c_4.tga",
                                                          "c_6.vrt", "c_6.vrt.txt", "c_Panorama.lib"}));
   EXPECT_EQ(out("0.tga"), scarecrow);
@@ -350,13 +317,8 @@ TEST_F(ExtractFixture, SmallMembersRoundTrip) {
 // as they went in, and its panorama rebuilds.
 TEST_F(ExtractFixture, SampleCourseComesOutWhole) {
   const auto archive = readFile(std::string(VELLMARK_TEST_DATA_DIR) + "/../../samples/sample_course.arc");
-  const auto directory = readArchiveDirectory(archive);
-  ASSERT_EQ(directory.records.size(), 10u);
-  const auto summary = extract(archive, 2);
-  EXPECT_EQ(summary.passes, 10);
-  EXPECT_EQ(summary.inflated, 10);
-  EXPECT_EQ(summary.count(MemberKind::Btc), 1);
-  EXPECT_EQ(summary.btcRejected, 0);
+  ASSERT_EQ(readArchiveDirectory(archive).records.size(), 10u);
+  EXPECT_EQ(extract(archive, 2).inflated, 10);
   EXPECT_EQ(out("0.tga"), loadData("textures/scarecrow_128x256_rgba32_bottomup.tga"));
   EXPECT_EQ(out("1.wav"), loadData("media/coin_u8_mono_22050.wav"));
   EXPECT_EQ(out("3.jpg"), loadData("media/kloppenheim_06_1024x512_jfif_progressive420.jpg"));

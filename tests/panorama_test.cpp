@@ -3,8 +3,6 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include "formats/course_archive.h"
 #include "formats/error.h"
 #include "formats/zlib_member.h"
@@ -16,20 +14,8 @@ using namespace vellmark::test;
 
 namespace {
 
-// An image whose every 4 x 4 block is one colour that tells the block's position apart;
-// the encoder stores such blocks exactly, so panoramas of it must come back unchanged.
 Image blockImage(std::uint32_t width, std::uint32_t height, int seed = 0) {
-  Image image{width, height, std::vector<std::uint8_t>(std::size_t{width} * height * 4)};
-  for (std::uint32_t y = 0; y < height; ++y)
-    for (std::uint32_t x = 0; x < width; ++x) {
-      const std::uint32_t bx = x / 4, by = y / 4;
-      std::uint8_t* p = &image.pixels[(std::size_t{y} * width + x) * 4];
-      p[0] = static_cast<std::uint8_t>(bx);
-      p[1] = static_cast<std::uint8_t>(bx >> 8 | by << 3);
-      p[2] = static_cast<std::uint8_t>(by >> 5 | seed << 4);
-      p[3] = static_cast<std::uint8_t>(128 + (bx + by) % 100);
-    }
-  return image;
+  return Image{width, height, blockPixels(width, height, seed)};
 }
 
 std::vector<std::uint8_t> tgaOf(const Image& image) {
@@ -55,27 +41,7 @@ std::vector<std::uint8_t> tiledStream(std::uint32_t width, std::uint32_t height,
   return s;
 }
 
-double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
-  double se = 0;
-  std::size_t n = 0;
-  for (std::size_t i = 18; i + 3 < a.size(); i += 4)
-    for (int k = 0; k < 3; ++k, ++n) se += (double(a[i + k]) - b[i + k]) * (double(a[i + k]) - b[i + k]);
-  return se == 0 ? 99.0 : 10 * std::log10(255.0 * 255.0 / (se / n));
-}
-
 }  // namespace
-
-TEST(Panorama, SkyMemberBecomesTheSkyImageTileByTile) {
-  const Image sky = blockImage(4800, 320);
-  ScratchDir dir;
-  RecordingHost host;
-  createPanorama(host, archiveOf({{"sky.btc", makeSkyPanoramaStream(sky)}}), dir.prefix());
-  const auto written = readFile(dir.file("sky.tga"));
-  ASSERT_EQ(written.size(), 6144018u);
-  EXPECT_EQ(written, tgaOf(sky));
-  EXPECT_TRUE(host.boxes.empty());
-  EXPECT_FALSE(fileExists(dir.file("Panorama.tga")));
-}
 
 TEST(Panorama, RealSkyPhotographRoundTripsThroughTheSkyArchive) {
   const auto original = loadData("sky/sky_4800x320_top.tga.gz");
@@ -89,7 +55,7 @@ TEST(Panorama, RealSkyPhotographRoundTripsThroughTheSkyArchive) {
   EXPECT_EQ(std::vector<std::uint8_t>(written.begin(), written.begin() + 18),
             std::vector<std::uint8_t>(original.begin(), original.begin() + 18));
   // Measured 46.7 dB for this photograph when the encoder was written.
-  EXPECT_GT(psnr(original, written), 46.0);
+  EXPECT_GT(psnr(original, written, 18), 46.0);
   for (std::size_t i = 21; i < written.size(); i += 4) ASSERT_EQ(written[i], 255) << i;
 }
 
@@ -213,7 +179,6 @@ TEST(Panorama, ProgramAndLibraryWriteTheSameFiles) {
   const auto archive = archiveOf({{"sky.btc", makeSkyPanoramaStream(blockImage(4800, 320, 8))},
                                   {"Panorama.btc", makeTiledPanoramaStream(blockImage(700, 500, 9))}});
   auto stream = makeTiledPanoramaStream(blockImage(900, 600, 10));
-  EXPECT_EQ(describedTiledPanoramaSize(stream.data()), stream.size());
   ScratchDir cliDir, libDir;
   writeFile(cliDir.file("course.lib"), archive);
   writeFile(cliDir.file("raw.pan"), stream);

@@ -13,15 +13,6 @@ namespace {
 
 using Box = RecordingHost::Box;
 
-// zlib's own one-shot results, independent of the library's helpers.
-std::vector<std::uint8_t> zlibCompress(const std::vector<std::uint8_t>& data) {
-  uLongf length = compressBound(static_cast<uLong>(data.size()));
-  std::vector<std::uint8_t> out(length);
-  EXPECT_EQ(compress(out.data(), &length, data.data(), static_cast<uLong>(data.size())), Z_OK);
-  out.resize(length);
-  return out;
-}
-
 std::vector<std::uint8_t> zlibInflate(const std::uint8_t* data, std::size_t size, std::size_t expected) {
   std::vector<std::uint8_t> out(expected);
   uLongf length = static_cast<uLongf>(expected);
@@ -142,9 +133,7 @@ TEST_F(SkyFileFixture, BytesDoNotDependOnTheThreadCount) {
   const auto one = buildSkyFile(preview, pixels, 1);
   EXPECT_EQ(buildSkyFile(preview, pixels, 2), one);
   EXPECT_EQ(buildSkyFile(preview, pixels, 5), one);
-  const auto members = readMembers(one);
-  ASSERT_EQ(members.size(), 95u);
-  EXPECT_EQ(members[94].content, preview);
+  EXPECT_EQ(readMembers(one).at(94).content, preview);
 }
 
 TEST_F(SkyFileFixture, WrongSizesGiveTheirBoxAndNoFile) {

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <zlib.h>
 
+#include <cmath>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -120,6 +121,53 @@ RunResult runCli(const std::vector<std::string>& args) {
   r.out = slurp("out");
   r.err = slurp("err");
   return r;
+}
+
+std::vector<std::uint8_t> zlibCompress(const std::vector<std::uint8_t>& data, int level) {
+  uLongf length = compressBound(static_cast<uLong>(data.size()));
+  std::vector<std::uint8_t> out(length);
+  if (compress2(out.data(), &length, data.data(), static_cast<uLong>(data.size()), level) != Z_OK)
+    throw std::runtime_error("zlib compress2 failed");
+  out.resize(length);
+  return out;
+}
+
+double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b, std::size_t from, int first,
+            int count) {
+  double se = 0;
+  std::size_t n = 0;
+  for (std::size_t i = from; i + 3 < a.size() && i + 3 < b.size(); i += 4)
+    for (int k = first; k < first + count; ++k, ++n) se += (double(a[i + k]) - b[i + k]) * (double(a[i + k]) - b[i + k]);
+  return se == 0 ? 99.0 : 10 * std::log10(255.0 * 255.0 / (se / static_cast<double>(n)));
+}
+
+std::vector<std::uint8_t> blockPixels(std::uint32_t width, std::uint32_t height, int seed) {
+  std::vector<std::uint8_t> px(std::size_t{width} * height * 4);
+  for (std::uint32_t y = 0; y < height; ++y)
+    for (std::uint32_t x = 0; x < width; ++x) {
+      const std::uint32_t bx = x / 4, by = y / 4;
+      std::uint8_t* p = &px[(std::size_t{y} * width + x) * 4];
+      p[0] = static_cast<std::uint8_t>(bx);
+      p[1] = static_cast<std::uint8_t>(bx >> 8 | by << 3);
+      p[2] = static_cast<std::uint8_t>(by >> 5 | seed << 4);
+      p[3] = static_cast<std::uint8_t>(128 + (bx + by) % 100);
+    }
+  return px;
+}
+
+std::vector<std::uint8_t> solidBtcFile(std::uint16_t size, std::int32_t entryCount, std::array<std::uint8_t, 4> colour) {
+  const unsigned blocks = (size / 4u) * (size / 4u);
+  std::vector<std::uint8_t> m = {'B', 'T', 'C', 'V'};
+  m.resize(36, 0);
+  putU16(m, 4, size);
+  putU16(m, 6, size);
+  putU32(m, 16, static_cast<std::uint32_t>(entryCount));
+  putU16(m, 22, size);  // tile size; id, x and y are 0
+  putU32(m, 28, 36);    // stream offset
+  putU32(m, 32, 2 + 4 * blocks);
+  m.insert(m.end(), {static_cast<std::uint8_t>(blocks), static_cast<std::uint8_t>(0x40 | blocks >> 8)});
+  for (unsigned b = 0; b < blocks; ++b) m.insert(m.end(), colour.begin(), colour.end());
+  return m;
 }
 
 }  // namespace vellmark::test

@@ -2,6 +2,7 @@
 // the bundled real data, and small byte builders.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -77,6 +78,19 @@ std::vector<std::uint8_t> makeTga(std::uint16_t width, std::uint16_t height, std
                                   std::uint8_t descriptor, const std::vector<std::uint8_t>& pixels);
 // Pixels width x height x 4 where every byte depends on its position (rows tell apart).
 std::vector<std::uint8_t> patternPixels(int width, int height, std::uint32_t seed = 1);
+
+// zlib's own one-shot compress2, independent of the library's helpers.
+std::vector<std::uint8_t> zlibCompress(const std::vector<std::uint8_t>& data, int level = -1);
+// Peak signal-to-noise ratio over channels [first, first + count) of 4-byte pixels from byte `from`.
+double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b, std::size_t from = 0,
+            int first = 0, int count = 3);
+// width x height x 4 pixels whose every 4 x 4 block is one colour telling the block apart (the
+// BTC encoder stores such blocks exactly).
+std::vector<std::uint8_t> blockPixels(std::uint32_t width, std::uint32_t height, int seed = 0);
+
+// A "BTCV" file of one size x size tile (size a multiple of 4, at most 256) whose stream is one
+// solid run of `colour` (B, G, R, A); entryCount as given.
+std::vector<std::uint8_t> solidBtcFile(std::uint16_t size, std::int32_t entryCount, std::array<std::uint8_t, 4> colour);
 
 void putU16(std::vector<std::uint8_t>& v, std::size_t at, std::uint16_t x);
 void putU32(std::vector<std::uint8_t>& v, std::size_t at, std::uint32_t x);
