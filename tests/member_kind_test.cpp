@@ -13,12 +13,6 @@ using namespace vellmark::test;
 
 namespace {
 
-std::vector<std::uint8_t> bytes(std::initializer_list<int> list) {
-  std::vector<std::uint8_t> v;
-  for (int b : list) v.push_back(static_cast<std::uint8_t>(b));
-  return v;
-}
-
 std::vector<std::uint8_t> vertexList(std::uint32_t countMinusOne, const std::vector<float>& coords) {
   std::vector<std::uint8_t> v(40, 0);
   putU32(v, 0, 2);

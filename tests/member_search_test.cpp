@@ -13,12 +13,6 @@ using namespace vellmark::test;
 
 namespace {
 
-std::vector<std::uint8_t> bytes(std::initializer_list<int> values) {
-  std::vector<std::uint8_t> out;
-  for (int v : values) out.push_back(static_cast<std::uint8_t>(v));
-  return out;
-}
-
 // zlib's own verdict: uncompress into a destination of exactly `capacity` bytes.
 std::optional<std::vector<std::uint8_t>> zlibUncompress(const std::vector<std::uint8_t>& chunk, std::size_t capacity) {
   std::vector<std::uint8_t> out(std::max<std::size_t>(capacity, 1));

@@ -93,6 +93,12 @@ std::vector<std::uint8_t> patternPixels(int width, int height, std::uint32_t see
   return px;
 }
 
+std::vector<std::uint8_t> bytes(std::initializer_list<int> values) {
+  std::vector<std::uint8_t> out;
+  for (int v : values) out.push_back(static_cast<std::uint8_t>(v));
+  return out;
+}
+
 void putU16(std::vector<std::uint8_t>& v, std::size_t at, std::uint16_t x) {
   v.at(at) = static_cast<std::uint8_t>(x);
   v.at(at + 1) = static_cast<std::uint8_t>(x >> 8);

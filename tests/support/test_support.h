@@ -92,6 +92,9 @@ std::vector<std::uint8_t> blockPixels(std::uint32_t width, std::uint32_t height,
 // solid run of `colour` (B, G, R, A); entryCount as given.
 std::vector<std::uint8_t> solidBtcFile(std::uint16_t size, std::int32_t entryCount, std::array<std::uint8_t, 4> colour);
 
+// A byte vector from small integers: bytes({0x78, 0x9C}).
+std::vector<std::uint8_t> bytes(std::initializer_list<int> values);
+
 void putU16(std::vector<std::uint8_t>& v, std::size_t at, std::uint16_t x);
 void putU32(std::vector<std::uint8_t>& v, std::size_t at, std::uint32_t x);
 std::uint32_t getU32(const std::vector<std::uint8_t>& v, std::size_t at);
