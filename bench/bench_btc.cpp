@@ -8,12 +8,12 @@
 #include <cstring>
 #include <random>
 
-#include "formats/btc_codec.h"
-#include "formats/course_archive.h"
-#include "formats/zlib_member.h"
-#include "panorama/btc_writers.h"
-#include "panorama/panorama.h"
-#include "formats/file_io.h"
+#include "btc/btc_codec.h"
+#include "archive/course_archive.h"
+#include "archive/zlib_member.h"
+#include "tools/btc_writers.h"
+#include "tools/panorama.h"
+#include "base/file_io.h"
 
 using namespace vellmark;
 

@@ -9,11 +9,11 @@
 #include <map>
 #include <memory>
 
-#include "course/extract_course.h"
-#include "course/member_inflate.h"
+#include "tools/extract_course.h"
+#include "archive/member_inflate.h"
 #include "course_fixture.h"
 #include "support/silent_host.h"
-#include "panorama/btc_writers.h"
+#include "tools/btc_writers.h"
 
 using namespace vellmark;
 using vellmark::test::SilentHost;

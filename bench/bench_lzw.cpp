@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "exports/host.h"
+#include "base/host.h"
 #include "mesh/lzw.h"
 #include "mesh/quantize.h"
 

@@ -8,8 +8,8 @@
 
 #include "course_fixture.h"
 #include "support/silent_host.h"
-#include "formats/file_io.h"
-#include "sky/sky_file.h"
+#include "base/file_io.h"
+#include "tools/sky_file.h"
 
 using namespace vellmark;
 using vellmark::test::SilentHost;

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "d3dutil/x_loader.h"
+#include "xfile/x_loader.h"
 
 namespace {
 

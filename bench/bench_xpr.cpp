@@ -9,9 +9,9 @@
 #include <map>
 #include <random>
 
-#include "formats/xpr_bundle.h"
+#include "xbox/xpr_bundle.h"
 #include "support/xpr_writer.h"
-#include "xbox/xpr_to_tga.h"
+#include "tools/xpr_to_tga.h"
 
 namespace {
 

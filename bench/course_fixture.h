@@ -14,11 +14,11 @@
 #include <string>
 #include <vector>
 
-#include "course/member_kind.h"
-#include "formats/course_archive.h"
-#include "formats/tga.h"
-#include "formats/zlib_member.h"
-#include "sky/sky_file.h"
+#include "archive/member_kind.h"
+#include "archive/course_archive.h"
+#include "base/tga.h"
+#include "archive/zlib_member.h"
+#include "tools/sky_file.h"
 
 namespace vellmark::bench {
 

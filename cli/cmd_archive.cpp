@@ -3,10 +3,10 @@
 #include <optional>
 
 #include "cli/commands.h"
-#include "course/archive_folder.h"
-#include "course/archive_members.h"
-#include "course/listing_text.h"
-#include "formats/error.h"
+#include "tools/archive_folder.h"
+#include "archive/archive_members.h"
+#include "archive/listing_text.h"
+#include "base/error.h"
 
 namespace vellmark::cli {
 

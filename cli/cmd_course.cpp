@@ -2,8 +2,8 @@
 #include <cstdio>
 
 #include "cli/commands.h"
-#include "course/extract_course.h"
-#include "formats/ordered_parallel.h"
+#include "tools/extract_course.h"
+#include "base/ordered_parallel.h"
 
 namespace vellmark::cli {
 

@@ -1,6 +1,6 @@
 #include "cli/commands.h"
-#include "d3dutil/mesh_layer.h"
-#include "mesh/open_direct_x.h"
+#include "tools/mesh_layer.h"
+#include "tools/open_direct_x.h"
 
 namespace vellmark::cli {
 

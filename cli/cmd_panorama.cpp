@@ -1,10 +1,10 @@
 #include <filesystem>
 
 #include "cli/commands.h"
-#include "exports/paths.h"
-#include "panorama/btc_to_tga.h"
-#include "panorama/btc_writers.h"
-#include "panorama/panorama.h"
+#include "base/paths.h"
+#include "tools/btc_to_tga.h"
+#include "tools/btc_writers.h"
+#include "tools/panorama.h"
 
 namespace vellmark::cli {
 

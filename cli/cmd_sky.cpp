@@ -1,7 +1,7 @@
 #include "cli/commands.h"
-#include "formats/ordered_parallel.h"
-#include "sky/flip_sky.h"
-#include "sky/sky_file.h"
+#include "base/ordered_parallel.h"
+#include "tools/flip_sky.h"
+#include "tools/sky_file.h"
 
 namespace vellmark::cli {
 

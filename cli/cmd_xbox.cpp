@@ -1,5 +1,5 @@
 #include "cli/commands.h"
-#include "xbox/xpr_to_tga.h"
+#include "tools/xpr_to_tga.h"
 
 namespace vellmark::cli {
 

@@ -1,6 +1,6 @@
 #include "cli/commands.h"
 
-#include "formats/file_io.h"
+#include "base/file_io.h"
 
 namespace vellmark::cli {
 

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "course/archive_members.h"
-#include "course/listing_text.h"
-#include "formats/error.h"
+#include "archive/archive_members.h"
+#include "archive/listing_text.h"
+#include "base/error.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // An exactly sized heap block, so that AddressSanitizer sees any overread.

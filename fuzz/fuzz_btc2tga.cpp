@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "formats/error.h"
-#include "panorama/btc_to_tga.h"
+#include "base/error.h"
+#include "tools/btc_to_tga.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size >= 8) {

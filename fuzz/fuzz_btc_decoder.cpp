@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#include "formats/btc_codec.h"
+#include "btc/btc_codec.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < 4) return 0;

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "course/extract_course.h"
-#include "course/member_inflate.h"
+#include "tools/extract_course.h"
+#include "archive/member_inflate.h"
 #include "support/silent_host.h"
 
 namespace {

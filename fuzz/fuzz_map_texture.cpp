@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#include "exports/host.h"
+#include "base/host.h"
 #include "mesh/lzw.h"
 #include "mesh/map_writer.h"
 

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "formats/error.h"
-#include "panorama/panorama.h"
+#include "base/error.h"
+#include "tools/panorama.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::vector<std::uint8_t> archive(data, data + size);

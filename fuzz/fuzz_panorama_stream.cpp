@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "formats/error.h"
-#include "panorama/panorama.h"
+#include "base/error.h"
+#include "tools/panorama.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < 1) return 0;

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "d3dutil/x_loader.h"
+#include "xfile/x_loader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::vector<std::uint8_t> copy(data, data + size);

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "formats/error.h"
-#include "formats/xpr_bundle.h"
-#include "xbox/xpr_to_tga.h"
+#include "base/error.h"
+#include "xbox/xpr_bundle.h"
+#include "tools/xpr_to_tga.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::vector<std::uint8_t> copy(data, data + size);

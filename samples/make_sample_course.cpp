@@ -14,11 +14,11 @@
 #include <string>
 #include <vector>
 
-#include "formats/course_archive.h"
-#include "formats/file_io.h"
-#include "formats/tga.h"
-#include "formats/zlib_member.h"
-#include "panorama/btc_writers.h"
+#include "archive/course_archive.h"
+#include "base/file_io.h"
+#include "base/tga.h"
+#include "archive/zlib_member.h"
+#include "tools/btc_writers.h"
 
 using namespace vellmark;
 

@@ -4,12 +4,12 @@
 #include <cstring>
 #include <filesystem>
 
-#include "course/archive_folder.h"
-#include "course/archive_members.h"
-#include "course/archive_pack.h"
-#include "course/extract_course.h"
-#include "course/listing_text.h"
-#include "formats/zlib_member.h"
+#include "tools/archive_folder.h"
+#include "archive/archive_members.h"
+#include "archive/archive_pack.h"
+#include "tools/extract_course.h"
+#include "archive/listing_text.h"
+#include "archive/zlib_member.h"
 #include "support/test_support.h"
 
 using namespace vellmark;

@@ -1,4 +1,4 @@
-#include "formats/btc_codec.h"
+#include "btc/btc_codec.h"
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,12 @@
-#include "formats/btc_encoder.h"
+#include "btc/btc_encoder.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
 
-#include "formats/btc_codec.h"
-#include "panorama/btc_to_tga.h"
-#include "panorama/btc_writers.h"
+#include "btc/btc_codec.h"
+#include "tools/btc_to_tga.h"
+#include "tools/btc_writers.h"
 #include "support/test_support.h"
 
 using namespace vellmark;

@@ -1,10 +1,10 @@
-#include "panorama/btc_to_tga.h"
+#include "tools/btc_to_tga.h"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include "exports/messages.h"
-#include "formats/btc_codec.h"
+#include "tools/messages.h"
+#include "btc/btc_codec.h"
 #include "support/test_support.h"
 
 using namespace vellmark;

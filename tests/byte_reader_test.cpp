@@ -1,4 +1,4 @@
-#include "formats/byte_reader.h"
+#include "base/byte_reader.h"
 
 #include <gtest/gtest.h>
 

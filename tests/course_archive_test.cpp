@@ -1,8 +1,8 @@
-#include "formats/course_archive.h"
+#include "archive/course_archive.h"
 
 #include <gtest/gtest.h>
 
-#include "formats/zlib_member.h"
+#include "archive/zlib_member.h"
 #include "support/test_support.h"
 
 using namespace vellmark;

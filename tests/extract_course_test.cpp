@@ -1,4 +1,4 @@
-#include "course/extract_course.h"
+#include "tools/extract_course.h"
 
 #include <gtest/gtest.h>
 #include <zlib.h>
@@ -6,10 +6,10 @@
 #include <cstring>
 #include <set>
 
-#include "exports/messages.h"
-#include "formats/course_archive.h"
-#include "panorama/btc_writers.h"
-#include "panorama/panorama.h"
+#include "tools/messages.h"
+#include "archive/course_archive.h"
+#include "tools/btc_writers.h"
+#include "tools/panorama.h"
 #include "support/test_support.h"
 
 using namespace vellmark;

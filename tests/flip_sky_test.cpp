@@ -1,8 +1,8 @@
-#include "sky/flip_sky.h"
+#include "tools/flip_sky.h"
 
 #include <gtest/gtest.h>
 
-#include "exports/messages.h"
+#include "tools/messages.h"
 #include "support/test_support.h"
 
 using namespace vellmark;

@@ -1,11 +1,11 @@
-#include "course/member_kind.h"
+#include "archive/member_kind.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <sstream>
 
-#include "course/vertex_list.h"
+#include "archive/vertex_list.h"
 #include "support/test_support.h"
 
 using namespace vellmark;

@@ -1,11 +1,11 @@
-#include "course/member_search.h"
+#include "archive/member_search.h"
 
 #include <gtest/gtest.h>
 #include <zlib.h>
 
 #include <random>
 
-#include "course/member_inflate.h"
+#include "archive/member_inflate.h"
 #include "support/test_support.h"
 
 using namespace vellmark;

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "exports/messages.h"
+#include "tools/messages.h"
 #include "mesh/map_writer.h"
 #include "mesh/xyz_writer.h"
 #include "support/lzw_decoder.h"

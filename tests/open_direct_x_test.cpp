@@ -1,7 +1,7 @@
 // OpenDirectX as a whole: the order of its steps and boxes, its output names, the two
 // process-ending failures, and real meshes through the portable loader down to the
 // decoded .MAP levels.
-#include "mesh/open_direct_x.h"
+#include "tools/open_direct_x.h"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -9,8 +9,8 @@
 #include <cmath>
 #include <functional>
 
-#include "d3dutil/result_text.h"
-#include "exports/paths.h"
+#include "xfile/result_text.h"
+#include "base/paths.h"
 #include "support/lzw_decoder.h"
 #include "support/test_support.h"
 

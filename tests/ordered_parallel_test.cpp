@@ -1,4 +1,4 @@
-#include "formats/ordered_parallel.h"
+#include "base/ordered_parallel.h"
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,12 @@
-#include "panorama/panorama.h"
+#include "tools/panorama.h"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include "formats/course_archive.h"
-#include "formats/error.h"
-#include "formats/zlib_member.h"
-#include "panorama/btc_writers.h"
+#include "archive/course_archive.h"
+#include "base/error.h"
+#include "archive/zlib_member.h"
+#include "tools/btc_writers.h"
 #include "support/test_support.h"
 
 using namespace vellmark;

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <set>
 
-#include "formats/tga.h"
+#include "base/tga.h"
 #include "support/test_support.h"
 
 using namespace vellmark;

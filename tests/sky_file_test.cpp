@@ -1,9 +1,9 @@
-#include "sky/sky_file.h"
+#include "tools/sky_file.h"
 
 #include <gtest/gtest.h>
 #include <zlib.h>
 
-#include "exports/messages.h"
+#include "tools/messages.h"
 #include "support/test_support.h"
 
 using namespace vellmark;

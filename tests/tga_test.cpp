@@ -1,4 +1,4 @@
-#include "formats/tga.h"
+#include "base/tga.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The .x loader against the reference cases whose results are known from the Direct3D 9
 // extension library, and against real files from public repositories.
-#include "d3dutil/x_loader.h"
+#include "xfile/x_loader.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +8,8 @@
 #include <cmath>
 #include <cstring>
 
-#include "d3dutil/result_text.h"
-#include "d3dutil/x_mesh_part.h"
+#include "xfile/result_text.h"
+#include "xfile/x_mesh_part.h"
 #include "support/test_support.h"
 
 using namespace vellmark;

@@ -7,12 +7,12 @@
 #include <cmath>
 #include <cstring>
 
-#include "d3dutil/x_error.h"
-#include "d3dutil/x_header.h"
-#include "d3dutil/x_loader.h"
-#include "d3dutil/x_mszip.h"
-#include "d3dutil/x_tree.h"
-#include "formats/byte_reader.h"
+#include "xfile/x_error.h"
+#include "xfile/x_header.h"
+#include "xfile/x_loader.h"
+#include "xfile/x_mszip.h"
+#include "xfile/x_tree.h"
+#include "base/byte_reader.h"
 #include "support/test_support.h"
 
 using namespace vellmark;

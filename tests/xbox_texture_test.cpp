@@ -4,9 +4,9 @@
 
 #include <cstring>
 
-#include "d3dutil/xbox_texture.h"
-#include "d3dutil/xbox_tiling.h"
-#include "formats/error.h"
+#include "xbox/xbox_texture.h"
+#include "xbox/xbox_tiling.h"
+#include "base/error.h"
 
 using namespace vellmark;
 using namespace vellmark::xbox;

@@ -4,11 +4,11 @@
 
 #include <functional>
 
-#include "formats/error.h"
-#include "formats/xpr_bundle.h"
+#include "base/error.h"
+#include "xbox/xpr_bundle.h"
 #include "support/test_support.h"
 #include "support/xpr_writer.h"
-#include "xbox/xpr_to_tga.h"
+#include "tools/xpr_to_tga.h"
 
 using namespace vellmark;
 using namespace vellmark::test;

@@ -3,11 +3,11 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include "exports/messages.h"
-#include "formats/xpr_bundle.h"
+#include "tools/messages.h"
+#include "xbox/xpr_bundle.h"
 #include "support/test_support.h"
 #include "support/xpr_writer.h"
-#include "xbox/xpr_to_tga.h"
+#include "tools/xpr_to_tga.h"
 
 using namespace vellmark;
 using namespace vellmark::test;

@@ -1,8 +1,8 @@
 // C export: BTC2TGA. The caller hands the whole file in memory with its length.
 #include "exports/boundary.h"
-#include "exports/host.h"
-#include "formats/error.h"
-#include "panorama/btc_to_tga.h"
+#include "base/host.h"
+#include "base/error.h"
+#include "tools/btc_to_tga.h"
 #include "vellmark/vellmark.h"
 
 using namespace vellmark;

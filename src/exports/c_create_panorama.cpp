@@ -3,10 +3,10 @@
 #include <cstdint>
 
 #include "exports/boundary.h"
-#include "exports/host.h"
-#include "formats/course_archive.h"
-#include "formats/error.h"
-#include "panorama/panorama.h"
+#include "base/host.h"
+#include "archive/course_archive.h"
+#include "base/error.h"
+#include "tools/panorama.h"
 #include "vellmark/vellmark.h"
 
 using namespace vellmark;

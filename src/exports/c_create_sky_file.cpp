@@ -1,9 +1,9 @@
 // C export: CreateSkyFile.
 #include "exports/boundary.h"
-#include "exports/host.h"
-#include "formats/error.h"
-#include "formats/ordered_parallel.h"
-#include "sky/sky_file.h"
+#include "base/host.h"
+#include "base/error.h"
+#include "base/ordered_parallel.h"
+#include "tools/sky_file.h"
 #include "vellmark/vellmark.h"
 
 using namespace vellmark;

@@ -1,9 +1,9 @@
 // C export: CreateUncompressedPanorama. The caller hands the stream without its length; its
 // header and record lengths say how far it reaches.
 #include "exports/boundary.h"
-#include "exports/host.h"
-#include "formats/error.h"
-#include "panorama/panorama.h"
+#include "base/host.h"
+#include "base/error.h"
+#include "tools/panorama.h"
 #include "vellmark/vellmark.h"
 
 using namespace vellmark;

@@ -1,9 +1,9 @@
 // C export: ExtractMSCourse. The caller hands the whole archive in memory with its length.
-#include "course/extract_course.h"
+#include "tools/extract_course.h"
 #include "exports/boundary.h"
-#include "exports/host.h"
-#include "formats/error.h"
-#include "formats/ordered_parallel.h"
+#include "base/host.h"
+#include "base/error.h"
+#include "base/ordered_parallel.h"
 #include "vellmark/vellmark.h"
 
 using namespace vellmark;

@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "exports/boundary.h"
-#include "exports/host.h"
-#include "sky/flip_sky.h"
+#include "base/host.h"
+#include "tools/flip_sky.h"
 #include "vellmark/vellmark.h"
 
 using namespace vellmark;

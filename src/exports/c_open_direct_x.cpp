@@ -1,13 +1,13 @@
 // C export: OpenDirectX. The DLL uses Direct3D 9 and its extension library when they are
 // there; the Linux library uses the portable layer.
-#include "d3dutil/mesh_layer.h"
+#include "tools/mesh_layer.h"
 #include "exports/boundary.h"
-#include "exports/host.h"
-#include "mesh/open_direct_x.h"
+#include "base/host.h"
+#include "tools/open_direct_x.h"
 #include "vellmark/vellmark.h"
 
 #ifdef _WIN32
-#include "exports/d3d9_mesh_layer.h"
+#include "platform/d3d9_mesh_layer.h"
 #endif
 
 using namespace vellmark;

@@ -1,8 +1,8 @@
 // C export: xpr2tga.
 #include "exports/boundary.h"
-#include "exports/host.h"
+#include "base/host.h"
 #include "vellmark/vellmark.h"
-#include "xbox/xpr_to_tga.h"
+#include "tools/xpr_to_tga.h"
 
 using namespace vellmark;
 

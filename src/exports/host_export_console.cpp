@@ -1,4 +1,4 @@
-#include "exports/host.h"
+#include "base/host.h"
 
 namespace vellmark {
 

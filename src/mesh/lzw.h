@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "exports/host.h"
-#include "formats/byte_reader.h"
+#include "base/host.h"
+#include "base/byte_reader.h"
 
 namespace vellmark {
 

@@ -7,8 +7,8 @@
 #include <limits>
 #include <memory>
 
-#include "exports/messages.h"
-#include "formats/file_io.h"
+#include "tools/messages.h"
+#include "base/file_io.h"
 #include "mesh/lzw.h"
 #include "mesh/quantize.h"
 

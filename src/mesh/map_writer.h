@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "d3dutil/mesh.h"
-#include "exports/host.h"
-#include "formats/byte_reader.h"
+#include "xfile/mesh.h"
+#include "base/host.h"
+#include "base/byte_reader.h"
 
 namespace vellmark {
 

@@ -13,7 +13,7 @@
 #include <optional>
 #include <vector>
 
-#include "formats/byte_reader.h"
+#include "base/byte_reader.h"
 
 namespace vellmark {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "formats/byte_reader.h"
+#include "base/byte_reader.h"
 
 namespace vellmark {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "d3dutil/mesh.h"
+#include "xfile/mesh.h"
 
 namespace vellmark {
 

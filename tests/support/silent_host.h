@@ -4,7 +4,7 @@
 
 #include <cstdlib>
 
-#include "exports/host.h"
+#include "base/host.h"
 
 namespace vellmark::test {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "exports/host.h"
+#include "base/host.h"
 
 namespace vellmark::test {
 

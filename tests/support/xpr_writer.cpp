@@ -4,7 +4,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "d3dutil/xbox_texture.h"
+#include "xbox/xbox_texture.h"
 
 namespace vellmark::test {
 

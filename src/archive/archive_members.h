@@ -1,0 +1,92 @@
+// Course archives read by their own directory: the listing of every record and the
+// in-memory half of unpacking (which names may become files, and each member inflated to
+// exactly its recorded size). Nothing here touches a file, so everything an unpack would
+// do can be tested and fuzzed on an archive in memory; archive_folder.h does the writing.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "archive/member_kind.h"
+#include "base/byte_reader.h"
+#include "archive/course_archive.h"
+
+namespace vellmark {
+
+// The directory of a course archive of our own tools' making. Unlike the game's reader this
+// insists on the "ARC0" magic, so that a file of another kind is named as such instead of
+// being read as a directory by chance. Errors: Truncated (shorter than the header),
+// Corrupt (another magic, or any record or the directory outside `archive`).
+ArchiveDirectory openCourseArchive(Bytes archive);
+
+// One line of a listing: the record as stored and the kind its inflated bytes would be
+// given by the extraction tool's tests (judged from the first bytes of the stream only, so
+// listing never inflates a whole member; a stream whose first bytes do not inflate is
+// Unknown).
+struct MemberListing {
+  std::size_t index = 0;
+  ArchiveRecord record;
+  MemberKind kind = MemberKind::Unknown;
+};
+
+std::vector<MemberListing> listArchive(Bytes archive, const ArchiveDirectory& directory);
+
+// Why a member name cannot be a file name inside the output folder, or nullopt when it
+// can. Refused: empty names, "." and anything containing "..", either path separator, a
+// drive letter or any ':' (alternate data streams), control characters, the characters
+// Windows does not allow in names (< > " | ? *), a trailing dot or blank, and the Windows
+// device names (CON, NUL, COM1, ... with or without an extension). The same rules hold on
+// every platform, so an archive unpacks to the same files everywhere.
+std::optional<std::string> memberNameProblem(std::string_view name);
+
+// zlib cannot expand data by more than 1032:1; a record claiming more is refused before
+// anything is allocated for it.
+inline constexpr std::uint64_t kMaxDeflateRatio = 1032;
+
+// What unpacking does with one member, decided in memory.
+struct UnpackedMember {
+  enum class Status { Ready, Refused, Failed };
+
+  std::size_t index = 0;
+  std::string name;
+  Status status = Status::Failed;
+  std::string problem;             // why it was refused or failed (empty when Ready)
+  std::vector<std::uint8_t> data;  // the inflated member, exactly its recorded size
+  MemberKind kind = MemberKind::Unknown;
+
+  // With conversion: the extra files, named after the member (NAME.tga for a BTC texture,
+  // NAME.txt with the coordinates of a vertex list). A derived name that is itself the name
+  // of a member is not used, and conversionProblem says so.
+  std::optional<std::string> btcTgaName;
+  std::optional<std::string> vertexTextName;
+  std::string vertexText;
+  std::string conversionProblem;
+};
+
+// Plans an unpack: reads the directory (as openCourseArchive, so the same errors), checks
+// every name, refuses a name already used by an earlier record, and inflates members one
+// at a time on request. The archive bytes must outlive the unpacker.
+class ArchiveUnpacker {
+ public:
+  ArchiveUnpacker(Bytes archive, bool convert);
+
+  const ArchiveDirectory& directory() const { return directory_; }
+  std::size_t memberCount() const { return directory_.records.size(); }
+
+  // Member `index` (< memberCount()): refused for its name, failed when its stream does not
+  // inflate to exactly the recorded size, otherwise ready with its bytes (and conversions).
+  UnpackedMember member(std::size_t index) const;
+
+ private:
+  Bytes archive_;
+  bool convert_;
+  ArchiveDirectory directory_;
+  std::vector<std::string> refusals_;  // per record; empty when the name is usable
+  std::set<std::string> usableNames_;
+};
+
+}  // namespace vellmark

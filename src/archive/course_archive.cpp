@@ -1,0 +1,110 @@
+#include "archive/course_archive.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace vellmark {
+
+ArchiveHeader readArchiveHeader(Bytes archive) {
+  ByteReader reader(archive, "course archive header");
+  ArchiveHeader header;
+  header.magic = reader.u32();
+  header.totalSize = reader.u32();
+  header.recordCount = reader.u32();
+  header.directoryOffset = reader.u32();
+  return header;
+}
+
+std::uint64_t describedArchiveSize(const ArchiveHeader& header) {
+  if (static_cast<std::int32_t>(header.recordCount) < 0)
+    fail(ErrorKind::Corrupt, "course archive record count " + std::to_string(static_cast<std::int32_t>(header.recordCount)) +
+                                 " is negative");
+  return std::uint64_t{header.directoryOffset} + std::uint64_t{header.recordCount} * kArchiveRecordSize;
+}
+
+ArchiveDirectory readArchiveDirectory(Bytes archive) {
+  ArchiveDirectory directory;
+  directory.header = readArchiveHeader(archive);
+  const auto& header = directory.header;
+  const std::uint64_t end = describedArchiveSize(header);
+  if (header.directoryOffset < kArchiveHeaderSize || end > archive.size())
+    fail(ErrorKind::Corrupt, "course archive directory of " + std::to_string(header.recordCount) +
+                                 " records at offset " + std::to_string(header.directoryOffset) +
+                                 " does not lie inside the " + std::to_string(archive.size()) + "-byte archive");
+  directory.records.reserve(header.recordCount);
+  for (std::uint32_t i = 0; i < header.recordCount; ++i) {
+    ByteReader reader(archive.subspan(header.directoryOffset + std::size_t{i} * kArchiveRecordSize, kArchiveRecordSize),
+                      "course archive record");
+    reader.skip(4);
+    Bytes nameField = reader.take(kArchiveNameFieldSize);
+    ArchiveRecord record;
+    auto terminator = std::find(nameField.begin(), nameField.end(), std::uint8_t{0});
+    record.name.assign(nameField.begin(), terminator);
+    record.dataOffset = reader.u32();
+    record.compressedSize = reader.u32();
+    record.uncompressedSize = reader.u32();
+    record.storageKind = reader.u32();
+    if (!rangeFits(record.dataOffset, record.compressedSize, archive.size()))
+      fail(ErrorKind::Corrupt, "course archive record " + std::to_string(i) + " ('" + record.name + "') points at " +
+                                   std::to_string(record.compressedSize) + " bytes at offset " +
+                                   std::to_string(record.dataOffset) + ", outside the " +
+                                   std::to_string(archive.size()) + "-byte archive");
+    directory.records.push_back(std::move(record));
+  }
+  return directory;
+}
+
+Bytes memberData(Bytes archive, const ArchiveRecord& record) {
+  if (!rangeFits(record.dataOffset, record.compressedSize, archive.size()))
+    fail(ErrorKind::Corrupt, "course archive member '" + record.name + "' lies outside the archive");
+  return archive.subspan(record.dataOffset, record.compressedSize);
+}
+
+std::vector<std::uint8_t> encodeArchiveRecord(const ArchiveRecord& record) {
+  if (record.name.size() >= kArchiveNameFieldSize)
+    fail(ErrorKind::Argument, "member name '" + record.name + "' is longer than " +
+                                  std::to_string(kArchiveNameFieldSize - 1) + " bytes");
+  std::vector<std::uint8_t> out(kArchiveRecordSize, 0);
+  std::memcpy(&out[4], record.name.data(), record.name.size());
+  storeU32(&out[36], record.dataOffset);
+  storeU32(&out[40], record.compressedSize);
+  storeU32(&out[44], record.uncompressedSize);
+  storeU32(&out[48], record.storageKind);
+  return out;
+}
+
+CourseArchiveWriter::CourseArchiveWriter() {
+  header_.totalSize = kArchiveHeaderSize;
+  header_.directoryOffset = kArchiveHeaderSize;
+  bytes_.resize(kArchiveHeaderSize);
+  rewriteHeader();
+}
+
+void CourseArchiveWriter::rewriteHeader() {
+  storeU32(&bytes_[0], header_.magic);
+  storeU32(&bytes_[4], header_.totalSize);
+  storeU32(&bytes_[8], header_.recordCount);
+  storeU32(&bytes_[12], header_.directoryOffset);
+}
+
+void CourseArchiveWriter::addMember(const std::string& name, Bytes compressed, std::uint32_t uncompressedSize) {
+  ArchiveRecord record;
+  record.name = name;
+  record.dataOffset = header_.directoryOffset;
+  record.compressedSize = static_cast<std::uint32_t>(compressed.size());
+  record.uncompressedSize = uncompressedSize;
+  auto encoded = encodeArchiveRecord(record);
+  directory_.insert(directory_.end(), encoded.begin(), encoded.end());
+  bytes_.insert(bytes_.end(), compressed.begin(), compressed.end());
+  header_.recordCount += 1;
+  header_.directoryOffset += record.compressedSize;
+  header_.totalSize += record.compressedSize + static_cast<std::uint32_t>(kArchiveRecordSize);
+  rewriteHeader();
+}
+
+std::vector<std::uint8_t> CourseArchiveWriter::finish() && {
+  bytes_.insert(bytes_.end(), directory_.begin(), directory_.end());
+  return std::move(bytes_);
+}
+
+}  // namespace vellmark

@@ -1,0 +1,49 @@
+// The one TGA variant the tools write (uncompressed, 32 bits, B,G,R,A, top row first) and
+// the few header fields they read from inputs.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "base/byte_reader.h"
+
+namespace vellmark {
+
+inline constexpr std::size_t kTgaHeaderSize = 18;
+inline constexpr std::uint8_t kTgaImageTypeTrueColour = 2;
+inline constexpr std::uint8_t kTgaPixelDepth32 = 32;
+inline constexpr std::uint8_t kTgaDescriptorTopFirst = 0x20;     // first stored row is the top row
+inline constexpr std::uint8_t kTgaDescriptorTopFirstAlpha8 = 0x28;
+// Bytes 16-17 read as one little-endian word: 32 bits, top row first, no alpha bits.
+inline constexpr std::uint16_t kTgaSystemLayout = 0x2020;
+
+struct TgaHeader {
+  std::uint16_t width = 0;
+  std::uint16_t height = 0;
+  std::uint8_t pixelDepth = 0;
+  std::uint8_t descriptor = 0;
+  // Bytes 16 and 17 as one little-endian word (depth low, descriptor high).
+  std::uint16_t depthAndDescriptor() const { return static_cast<std::uint16_t>(pixelDepth | (descriptor << 8)); }
+  std::int16_t signedWidth() const { return static_cast<std::int16_t>(width); }
+};
+
+// Reads the header fields of `file`; raises Error(Truncated) naming `what` when it is
+// shorter than 18 bytes.
+TgaHeader readTgaHeader(Bytes file, const std::string& what);
+
+// The pixel bytes `rows` x `rowBytes` starting at byte 18, whatever the ID length says;
+// raises Error(Truncated) naming `what` when the file is shorter.
+Bytes tgaPixelRows(Bytes file, std::size_t rowBytes, std::size_t rows, const std::string& what);
+
+// The 18-byte header the tools write: type 2, depth 32, the given descriptor.
+std::array<std::uint8_t, kTgaHeaderSize> makeTgaHeader(std::uint16_t width, std::uint16_t height,
+                                                       std::uint8_t descriptor = kTgaDescriptorTopFirst);
+
+// Header plus pixels (width x height x 4 bytes, which `pixels` must hold) as one buffer.
+std::vector<std::uint8_t> makeTgaImage(std::uint16_t width, std::uint16_t height, Bytes pixels,
+                                       std::uint8_t descriptor = kTgaDescriptorTopFirst);
+
+}  // namespace vellmark

@@ -1,0 +1,133 @@
+#include "tools/archive_folder.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+#include "archive/archive_members.h"
+#include "archive/archive_pack.h"
+#include "base/file_io.h"
+#include "tools/btc_to_tga.h"
+
+namespace vellmark {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string memberLabel(const UnpackedMember& m) { return "member " + std::to_string(m.index) + " '" + m.name + "'"; }
+
+// Writes one file of the unpack, refusing to follow a symbolic link that is already there
+// (it could point anywhere).
+std::optional<std::string> writeInside(const fs::path& folder, const std::string& name, Bytes data) {
+  const fs::path target = folder / name;
+  std::error_code ec;
+  if (fs::is_symlink(fs::symlink_status(target, ec)))
+    return "'" + name + "' is a symbolic link in the output folder; not written through it";
+  if (!writeWholeFile(target.string(), data)) return "cannot write '" + target.string() + "'";
+  return std::nullopt;
+}
+
+// Converts through the BTC2TGA tool itself, as the extractor does: a texture it rejects gets
+// its message box and no file.
+std::optional<std::string> convertBtc(Host& host, const fs::path& folder, const std::string& name, Bytes data) {
+  const fs::path target = folder / name;
+  std::error_code ec;
+  if (fs::is_symlink(fs::symlink_status(target, ec)))
+    return "'" + name + "' is a symbolic link in the output folder; not written through it";
+  fs::remove(target, ec);  // so that a file of an earlier run does not pass for this one's
+  try {
+    btcToTga(host, data, target.string());
+  } catch (const Error& e) {
+    return std::string(e.what());
+  }
+  if (!fs::is_regular_file(target, ec)) return "BTC2TGA made no '" + name + "'";
+  return std::nullopt;
+}
+
+Bytes textBytes(const std::string& text) { return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}; }
+
+}  // namespace
+
+UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder, bool convert) {
+  const ArchiveUnpacker unpacker(archive, convert);
+  const fs::path out(folder);
+  std::error_code ec;
+  fs::create_directories(out, ec);
+  if (!fs::is_directory(out)) fail(ErrorKind::Io, "cannot make the output folder '" + folder + "'");
+
+  UnpackReport report;
+  for (std::size_t i = 0; i < unpacker.memberCount(); ++i) {
+    const UnpackedMember m = unpacker.member(i);
+    if (m.status == UnpackedMember::Status::Refused) {
+      ++report.refused;
+      report.problems.push_back(memberLabel(m) + " refused: " + m.problem);
+      continue;
+    }
+    if (m.status == UnpackedMember::Status::Failed) {
+      ++report.failed;
+      report.problems.push_back(memberLabel(m) + " failed: " + m.problem);
+      continue;
+    }
+    if (auto problem = writeInside(out, m.name, m.data)) {
+      ++report.failed;
+      report.problems.push_back(memberLabel(m) + " failed: " + *problem);
+      continue;
+    }
+    ++report.written;
+    if (!m.conversionProblem.empty())
+      report.problems.push_back(memberLabel(m) + " not converted: " + m.conversionProblem);
+    if (m.btcTgaName) {
+      if (auto problem = convertBtc(host, out, *m.btcTgaName, m.data))
+        report.problems.push_back(memberLabel(m) + " not converted: " + *problem);
+      else
+        ++report.converted;
+    }
+    if (m.vertexTextName) {
+      if (auto problem = writeInside(out, *m.vertexTextName, textBytes(m.vertexText)))
+        report.problems.push_back(memberLabel(m) + " not converted: " + *problem);
+      else
+        ++report.converted;
+    }
+  }
+  return report;
+}
+
+PackReport packFolder(const std::string& folder, const std::string& archivePath,
+                      const std::optional<std::string>& orderFile) {
+  const fs::path in(folder);
+  std::error_code ec;
+  if (!fs::is_directory(in, ec)) fail(ErrorKind::Io, "'" + folder + "' is not a folder");
+
+  PackReport report;
+  std::vector<std::string> names;
+  if (orderFile) {
+    const auto text = readWholeFile(*orderFile);
+    names = parsePackOrder({reinterpret_cast<const char*>(text.data()), text.size()});
+  } else {
+    for (const auto& entry : fs::directory_iterator(in)) {
+      const std::string name = entry.path().filename().string();
+      if (!entry.is_regular_file()) {
+        report.skipped.push_back(name);
+        continue;
+      }
+      if (fs::equivalent(entry.path(), archivePath, ec)) continue;
+      names.push_back(name);
+    }
+    std::sort(names.begin(), names.end());
+    std::sort(report.skipped.begin(), report.skipped.end());
+  }
+
+  ArchivePacker packer;
+  for (const auto& name : names) {
+    ArchivePacker::checkName(name);  // before the file is opened: an order file may name "../x"
+    const auto data = readWholeFile((in / name).string());
+    packer.add(name, data);
+  }
+  report.members = packer.memberCount();
+  const auto bytes = std::move(packer).finish();
+  if (!writeWholeFile(archivePath, bytes)) fail(ErrorKind::Io, "cannot write the archive '" + archivePath + "'");
+  return report;
+}
+
+}  // namespace vellmark

@@ -1,0 +1,46 @@
+// The file-system half of the archive utilities: unpacking a course archive into a folder
+// by its directory, and packing a folder's files into a course archive. The decisions are
+// made in memory (archive_members.h, archive_pack.h); these functions only read and write.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/host.h"
+#include "base/byte_reader.h"
+
+namespace vellmark {
+
+struct UnpackReport {
+  std::size_t written = 0;    // members written under their names
+  std::size_t converted = 0;  // extra files made by conversion (NAME.tga, NAME.txt)
+  std::size_t refused = 0;    // members whose names cannot be file names
+  std::size_t failed = 0;     // members that did not inflate to their size or could not be written
+  std::vector<std::string> problems;  // one line per refused or failed member or conversion
+};
+
+// Writes every member of `archive` into `folder` (created when missing) under its name,
+// inflated to exactly its recorded size; with `convert`, BTC textures also as NAME.tga and
+// vertex lists' coordinates as NAME.txt. A bad member is reported and the others are still
+// written. Nothing is written outside `folder`: names are checked, and an existing
+// symbolic link in the folder is never written through. Errors: those of
+// openCourseArchive for an archive whose directory cannot be read (nothing is written
+// then), Error(Io) when the folder cannot be made.
+UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder, bool convert);
+
+struct PackReport {
+  std::size_t members = 0;
+  std::vector<std::string> skipped;  // entries of the folder that are not regular files
+};
+
+// Packs the regular files of `folder` (not its subfolders) into a course archive written
+// to `archivePath`: in the order of the names in `orderFile` (one per line; other files are
+// left out), or sorted by name (byte order) without one. The archive itself is left out
+// when it lies in the folder. Errors: Error(Argument) for names an archive cannot hold,
+// Error(Io) for files that cannot be read or written.
+PackReport packFolder(const std::string& folder, const std::string& archivePath,
+                      const std::optional<std::string>& orderFile);
+
+}  // namespace vellmark

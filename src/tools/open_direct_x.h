@@ -1,0 +1,30 @@
+// OpenDirectX: one .x mesh in, the game's .XYZ and .MAP files out.
+#pragma once
+
+#include <string>
+
+#include "tools/mesh_layer.h"
+#include "base/host.h"
+
+namespace vellmark {
+
+inline constexpr std::uint32_t kMeshLoadOptions = 0x110;  // vertex and index buffers in system memory
+inline constexpr char kHiddenWindowClass[] = "dxwind";
+
+// The device the exporter asks for, exactly as the game's tool does.
+d3d::DeviceRequest meshDeviceRequest();
+
+struct MeshOutputNames {
+  std::string xyz, map;
+};
+// outputDir + stem + ".XYZ"/".MAP", where stem is the mesh path from its last separator
+// (kept) up to the last ".X" (case-sensitive); a path without a separator is taken whole,
+// a name without ".X" keeps its whole name (tree.x gives tree.x.XYZ).
+MeshOutputNames meshOutputNames(const std::string& meshPath, const std::string& outputDir);
+
+// The whole tool: window and device, load, XYZ image, names, both "Attempting to Write"
+// boxes and files, teardown. A failed set-up or load shows its box and ends the process
+// with status 1 through the host.
+void openDirectX(Host& host, d3d::MeshLayer& layer, const std::string& meshPath, const std::string& outputDir);
+
+}  // namespace vellmark
