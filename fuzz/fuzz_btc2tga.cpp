@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "base/error.h"
+#include "btc/btc_file.h"
 #include "tools/btc_to_tga.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -5,6 +5,7 @@
 #include <random>
 
 #include "btc/btc_codec.h"
+#include "btc/btc_file.h"
 #include "tools/btc_to_tga.h"
 #include "tools/btc_writers.h"
 #include "support/test_support.h"

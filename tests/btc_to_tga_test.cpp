@@ -1,3 +1,4 @@
+#include "btc/btc_file.h"
 #include "tools/btc_to_tga.h"
 
 #include <dlfcn.h>

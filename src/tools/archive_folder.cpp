@@ -7,6 +7,7 @@
 #include "archive/archive_members.h"
 #include "archive/archive_pack.h"
 #include "base/file_io.h"
+#include "btc/btc_file.h"
 #include "tools/btc_to_tga.h"
 
 namespace vellmark {

@@ -8,6 +8,7 @@
 #include "btc/btc_encoder.h"
 #include "base/file_io.h"
 #include "base/tga.h"
+#include "btc/btc_file.h"
 #include "tools/btc_to_tga.h"
 #include "tools/panorama.h"
 

@@ -13,6 +13,7 @@
 #include "base/file_io.h"
 #include "base/ordered_parallel.h"
 #include "archive/zlib_member.h"
+#include "btc/btc_file.h"
 #include "tools/btc_to_tga.h"
 
 namespace vellmark {
