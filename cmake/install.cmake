@@ -21,5 +21,7 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/VellmarkConfigVersi
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VellmarkConfig.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/VellmarkConfigVersion.cmake DESTINATION ${VELLMARK_CMAKE_DIR})
 
+# The pkg-config file finds the prefix from its own place, so an installed tree can move.
+file(RELATIVE_PATH VELLMARK_PC_UP "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(${CMAKE_CURRENT_LIST_DIR}/vellmark.pc.in ${CMAKE_CURRENT_BINARY_DIR}/vellmark.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vellmark.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
