@@ -9,11 +9,18 @@
 
 namespace vellmark {
 
-// Reads a file whole. An unreadable file raises Error(Io) naming the path and the reason.
+// The largest file read into memory whole.
+inline constexpr std::uint64_t kMaxInputFileBytes = std::uint64_t{2} << 30;
+
+// Reads a regular file whole. A file that cannot be opened or read, and anything but a regular
+// file (a folder, a FIFO, a device), raise Error(Io) naming the path and the reason; a file
+// above kMaxInputFileBytes raises Error(Unsupported).
 std::vector<std::uint8_t> readWholeFile(const std::string& path);
 
-// Creates or truncates `path` and writes `data` in one piece. Returns false when the file
-// cannot be opened or written; the tools pass over that silently, as they are meant to.
+// Writes `data` as the whole new content of `path`: into a temporary file beside it, renamed
+// over `path` once complete, so that `path` holds either its old content or all of the new,
+// never part of it (a temporary may stay behind when the process is killed). Returns false
+// when the file cannot be written; the tools pass over that silently, as they are meant to.
 bool writeWholeFile(const std::string& path, std::span<const std::uint8_t> data);
 
 // Writes several pieces one after another into one new file (header, then pixels, ...).

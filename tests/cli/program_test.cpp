@@ -28,6 +28,7 @@ struct Outcome {
 Outcome runIn(const fs::path& folder, const std::function<void()>& body) {
   fs::create_directories(folder);
   const fs::path out = folder.string() + ".out", err = folder.string() + ".err";
+  std::fflush(nullptr);  // or the child writes this process's pending output again
   const pid_t child = fork();
   if (child == 0) {
     if (chdir(folder.c_str()) != 0) _exit(99);
