@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Mutation run: applies each small fault of scripts/mutants.txt to the sources, one at a time,
-# rebuilds, runs the test suite, and counts the faults the tests find ("killed"). A fault that
-# does not build is counted apart; the source is always put back.
+# rebuilds, runs the unit and program tests (vellmark_tests, stopping at the first failure), and
+# counts the faults the tests find ("killed"). A fault that does not build is counted apart; the
+# source is always put back.
 #   scripts/mutants.sh [--check] [--list FILE] [--build DIR] [--only PATTERN] [--root CHECKOUT]
 # --check only verifies that every fault's code is found exactly once. The build is a plain
 # Debug build without sanitizers in build/mutants unless --build says otherwise; --root runs
@@ -26,7 +27,12 @@ done
 cd "$root"
 [ -n "$build" ] || build="$root/build/mutants"
 
-# mutate.py FILE-LIST LINE apply|find prints the file it changed (or found) for one fault.
+targets="vellmark_tests"
+# vellmark_tests depends on the program and the library it runs; they sit beside it, and
+# FlipTgaFile writes below it.
+suite() { (cd "$build/tests" && ./vellmark_tests --gtest_fail_fast --gtest_brief=1 >"$build/.suite.log" 2>&1); }
+
+# mutate FIND|APPLY LINE apply|find prints the file it changed (or found) for one fault.
 mutate() {
   python3 - "$1" "$2" <<'PY'
 import pathlib, sys
@@ -55,8 +61,8 @@ PY
 
 if [ "$check" = 0 ]; then
   cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVELLMARK_BUILD_TESTS=ON >/dev/null
-  cmake --build "$build" >/dev/null
-  ctest --test-dir "$build" -j "$(nproc)" >/dev/null || { echo "the unmutated suite fails: fix that first" >&2; exit 1; }
+  cmake --build "$build" --target $targets >/dev/null
+  suite >/dev/null || { echo "the unmutated suite fails: fix that first" >&2; exit 1; }
 fi
 
 total=0 killed=0 survived=0 broken=0 missing=0
@@ -75,9 +81,9 @@ while IFS= read -r line; do
   [ "$check" = 1 ] && { echo "found     [$folder] $what: $file"; continue; }
   cp "$file" "$build/.original"
   mutate apply "$line" >/dev/null
-  if ! cmake --build "$build" >/dev/null 2>&1; then
+  if ! cmake --build "$build" --target $targets >/dev/null 2>&1; then
     verdict="NO BUILD "; broken=$((broken + 1))
-  elif ctest --test-dir "$build" -j "$(nproc)" --stop-on-failure --timeout 300 >"$build/.ctest.log" 2>&1; then
+  elif suite; then
     verdict="SURVIVED "; survived=$((survived + 1))
   else
     verdict="killed   "; killed=$((killed + 1))
@@ -87,7 +93,7 @@ while IFS= read -r line; do
   touch "$file"
   echo "$verdict [$folder] $what ($file)"
 done < "$list"
-[ "$check" = 0 ] && cmake --build "$build" >/dev/null
+[ "$check" = 0 ] && cmake --build "$build" --target $targets >/dev/null
 
 for f in "${!folderTotal[@]}"; do echo "  $f: ${folderKilled[$f]:-0} of ${folderTotal[$f]} killed"; done | sort
 echo "mutants: $total, killed: $killed, survived: $survived, did not build: $broken, not applicable: $missing"
