@@ -65,6 +65,10 @@ if [ "$check" = 0 ]; then
   suite >/dev/null || { echo "the unmutated suite fails: fix that first" >&2; exit 1; }
 fi
 
+# An interrupted run must not leave a fault in the sources.
+file=""
+trap '[ -n "$file" ] && [ -f "$build/.original" ] && cp "$build/.original" "$file"' EXIT
+
 total=0 killed=0 survived=0 broken=0 missing=0
 declare -A folderTotal folderKilled
 while IFS= read -r line; do
@@ -91,6 +95,7 @@ while IFS= read -r line; do
   fi
   cp "$build/.original" "$file"
   touch "$file"
+  rm -f "$build/.original"
   echo "$verdict [$folder] $what ($file)"
 done < "$list"
 [ "$check" = 0 ] && cmake --build "$build" --target $targets >/dev/null
