@@ -1,0 +1,171 @@
+#!/usr/bin/env bash
+# The cross-built Windows binaries under Wine against the native builds, on the same inputs:
+#   wine_stage.sh setup | teardown   the stage's one Wine prefix and virtual display
+#   wine_stage.sh exports GROUP      the cases of GROUP below through export_host.exe +
+#                                    Vellmark.dll and export_host + libvellmark.so: the same
+#                                    files, boxes and printed lines, byte for byte
+#   wine_stage.sh program            vellmark.exe against vellmark on the main job of run.sh
+#   wine_stage.sh package ZIP VERSION   the unzipped package: --version and one conversion
+# Paths come from tests/windows/CMakeLists.txt through the environment.
+set -euo pipefail
+src=$VELLMARK_SOURCE_DIR win_build=$VELLMARK_WINDOWS_BUILD_DIR cli=$VELLMARK_NATIVE_CLI
+if ! command -v wine >/dev/null || ! command -v Xvfb >/dev/null; then
+  echo "Wine is not installed; to run the Windows tests: scripts/install-wine.sh && ./test.sh"
+  exit 77
+fi
+# No installer prompts for .NET or HTML support in a fresh prefix.
+export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+no_d3dx="$WINEDLLOVERRIDES;$(seq -s, -f 'd3dx9_%g' 43 -1 24)=d"
+state=$WINEPREFIX.display
+
+if [ "$1" = setup ]; then
+  # Every Wine process of the stage, the desktop included, shares one display: a device made
+  # by one never waits on an X server that another test has closed.
+  mkdir -p "$WINEPREFIX"
+  setsid Xvfb -displayfd 3 -nolisten tcp -screen 0 640x480x24 3>"$state" </dev/null >/dev/null 2>&1 &
+  echo $! >"$state.pid"
+  for _ in $(seq 50); do [ -s "$state" ] && break; sleep 0.1; done
+  export DISPLAY=:$(cat "$state")
+  { [ -f "$WINEPREFIX/system.reg" ] || { wineboot -i && wineserver -w; }
+    wineserver -p && wine cmd /c exit; } </dev/null >/dev/null 2>&1
+  echo "Wine prefix $WINEPREFIX ready on display $DISPLAY: $(wine --version)"
+  exit 0
+elif [ "$1" = teardown ]; then
+  wineserver -k || true
+  kill "$(cat "$state.pid")" 2>/dev/null || true
+  rm -f "$state" "$state.pid"
+  exit 0
+fi
+export DISPLAY=:$(cat "$state")
+
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+in=$tmp/in
+mkdir -p "$in"
+winpath() { echo "Z:${1//\//\\}"; }
+escape() { sed 's/[]\\.*^$[]/\\&/g' <<<"$1"; }
+failures=0
+fail() { echo "FAIL $*"; failures=$((failures + 1)); }
+# NAME WHAT NATIVE WINDOWS NATIVE_ROOT WINDOWS_ROOT: the roots and the temporary folder become
+# ROOT and TMP in both transcripts, and the native '/' a '\'.
+expect_same() {
+  diff <(sed -e "s|$(escape "$5")|ROOT|g" -e "s|$(escape "$tmp")|TMP|g" "$3" | tr '/' '\\') \
+       <(sed -e "s|$(escape "$(winpath "$6")")|ROOT|g" -e "s|$(escape "$(winpath "$tmp")")|TMP|g" "$4") >"$tmp/diff" ||
+    { fail "$1: $2 differ (< native, > Windows)"; cat "$tmp/diff"; }
+}
+expect_same_files() {
+  diff -r -x 'export_host*' -x 'C:*' "$2" "$3" >"$tmp/diff" || { fail "$1: files differ"; cat "$tmp/diff"; }
+}
+
+# NAME STATUS [VARIABLE=VALUE...] EXPORT ARGUMENT...: arguments are written with '/', which the
+# DLL gets as '\'; "@IN/" is the inputs' folder (Z:\... for the DLL); "=NAME" a copy of input
+# NAME in the case's own folder, given without a separator. STATUS 2 (the library's exception
+# caught by the Windows host) is 0 for the native host, to which the library returns.
+run_case() {
+  local name=$1 status=$2 env=() n=$tmp/$1/nat w=$tmp/$1/win nat_args=() win_args=() a ns=0 ws=0; shift 2
+  while [[ $1 == *=* ]]; do env+=("$1"); shift; done
+  mkdir -p "$n/out" "$w/out"
+  cp "$VELLMARK_NATIVE_HOST" "$n/" && cp "$win_build/export_host.exe" "$w/"
+  for a in "$@"; do
+    [[ $a == =* ]] && a=${a#=} && cp "$in/$a" "$n/" && cp "$in/$a" "$w/"
+    nat_args+=("${a/#@IN\//$in/}")
+    a=${a/#@IN\//$(winpath "$in")/} && win_args+=("${a//\//\\}")
+  done
+  # The textured cube names its textures by absolute Windows paths: the DLL's host answers
+  # the dialog with the bundled files, and on Linux the names are plain file names.
+  [ "$1" = OpenDirectX ] && for t in "$src"/tests/data/xfiles/assimp/*.tga; do
+    cp "$t" "$n/C:\\\\code\\\\sourceforge\\\\kwxport\\\\trunkMerged\\\\test\\\\data\\\\$(basename "$t")"
+  done
+  (cd "$n" && ./export_host "$VELLMARK_NATIVE_LIBRARY" "${nat_args[@]}") >"$n.out" 2>"$n.err" || ns=$?
+  (cd "$w" && env "${env[@]}" VELLMARK_HOST_DIALOG_DIR="$(winpath "$src/tests/data/xfiles/assimp")" \
+      wine export_host.exe "$(winpath "$win_build/Vellmark.dll")" "${win_args[@]}") >"$w.out" 2>"$w.err" || ws=$?
+  [ "$ns" = "$((status == 2 ? 0 : status))" ] && [ "$ws" = "$status" ] ||
+    { fail "$name: exit $ns (native), $ws (Windows), expected $status"; cat "$w.err"; }
+  grep -v '^dialog: ' "$w.out" >"$w.kept" || true
+  expect_same "$name" boxes "$n.err" "$w.err" "$n" "$w"
+  expect_same "$name" "printed lines" "$n.out" "$w.kept" "$n" "$w"
+  expect_same_files "$name" "$n" "$w"
+  echo "ran $name: $(wc -l <"$w.err") box lines, $(grep -c '^dialog: ' "$w.out") dialogs, \
+$(find "$w" -type f ! -name 'export_host*' | wc -l) files"
+}
+finish() { [ "$failures" -eq 0 ] || { echo "$failures failed checks"; exit 1; }; echo "all cases agree"; }
+
+case $1 in
+exports)
+  corpus=$src/fuzz/corpus
+  for f in "$src"/tests/data/sky/*.gz; do gunzip -c "$f" >"$in/$(basename "$f" .gz)"; done
+  cp "$corpus"/btc2tga/*.btc "$corpus"/xpr/*.xpr "$corpus"/panorama_stream/* "$src/samples/sample_course.arc" "$in/"
+  cp -r "$src/tests/data/xfiles" "$in/x"
+  head -c 300 "$in/dxt1_mips.xpr" >"$in/truncated.xpr"
+  "$cli" tga2btc "$src/tests/data/textures/ship_hull_wood_256x256_rgb24.tga" "$in/wood.btc" >/dev/null
+  mkdir "$in/course" && "$cli" extract "$in/sample_course.arc" "$in/course/" 2>/dev/null
+  "$cli" unpack "$in/course/Panorama.lib" "$in/course" >/dev/null
+  # Group "mesh" runs under Wine twice: with Direct3D 9's extension library and with our
+  # loader in its place; "mesh-portable" only with ours, where Wine's own loader differs.
+  while read -r group name status call; do
+    [ "${group%-portable}" = "$2" ] || continue
+    # shellcheck disable=SC2086  # the call's words are the arguments
+    case $group in
+      mesh) run_case "$name.d3dx" "$status" $call
+            run_case "$name.portable" "$status" WINEDLLOVERRIDES="$no_d3dx" $call ;;
+      mesh-portable) run_case "$name.portable" "$status" WINEDLLOVERRIDES="$no_d3dx" $call ;;
+      *) run_case "$name" "$status" $call ;;
+    esac
+  done <<'CASES'
+images btc_wood        0 BTC2TGA ../../in/wood.btc out/wood.tga
+images btc_tiles       0 BTC2TGA @IN/four_tiles_32x24.btc out/tiles.tga
+images btc_cut         0 BTC2TGA @IN/encoded_40x24.btc out/cut.tga 100
+images sky_file        0 CreateSkyFile ../../in/sky_preview_512x35_top.tga @IN/sky_4800x320_top.tga out
+images flip            0 FlipTgaFile ../../in/sky_4800x320_bottom.tga
+images xpr_argb        0 xpr2tga @IN/argb_tail_user.xpr out/argb
+images xpr_cube        0 xpr2tga ../../in/dxt5_cube.xpr out/cube
+images xpr_ctx1        0 xpr2tga ../../in/ctx1.xpr out/ctx1
+images xpr_mips        0 xpr2tga ../../in/dxt1_mips.xpr out/mips
+images xpr_l8          0 xpr2tga ../../in/l8_linear_other.xpr out/l8
+course extract         0 ExtractMSCourse @IN/sample_course.arc out/
+course extract_cut     0 ExtractMSCourse ../../in/sample_course.arc out/ 40000
+course panorama        0 CreatePanorama ../../in/course/Panorama.lib out/
+course raw_panorama    0 CreateUncompressedPanorama @IN/course/Panorama.btc out/
+course raw_sky         0 CreateUncompressedPanorama ../../in/sky out/
+mesh   cube_binary     0 OpenDirectX ../../in/x/assimp/test_cube_binary.x out
+mesh   cube_text       0 OpenDirectX @IN/x/assimp/test_cube_text.x out
+mesh   cube_mszip      0 OpenDirectX ../../in/x/assimp/test_cube_compressed.x out
+mesh   textured_cube   0 OpenDirectX ../../in/x/assimp/kwxport_test_cubewithvcolors.x out
+mesh   missing_mesh    1 OpenDirectX ../../in/x/none.x out
+mesh-portable frames   0 OpenDirectX ../../in/x/assimp/BCN_Epileptic.X out
+mesh-portable bitmap   0 OpenDirectX ../../in/x/directx-sdk-samples/tiger.x out
+bad    truncated_xpr   2 xpr2tga ../../in/truncated.xpr out/t
+bad    missing_xpr     0 xpr2tga ../../in/none.xpr out/t
+bad    missing_input   2 CreateSkyFile ../../in/none.tga @IN/none.tga out
+bad    no_separator    2 FlipTgaFile =sky_4800x320_bottom.tga
+bad    negative_length 2 BTC2TGA ../../in/wood.btc out/wood.tga -1
+bad    too_many_tiles  2 CreateUncompressedPanorama ../../in/tiled_300x260 out/
+CASES
+  finish ;;
+program)
+  mkdir -p "$tmp"/{nat,win}/{course,panorama}
+  for side in nat win; do
+    if [ $side = nat ]; then run=("$cli"); arc=$src/samples/sample_course.arc; s=/; else
+      run=(wine "$(winpath "$win_build/vellmark.exe")"); arc=$(winpath "$src/samples/sample_course.arc"); s='\'; fi
+    (cd "$tmp/$side" && "${run[@]}" extract --summary "$arc" "course$s" &&
+      "${run[@]}" panorama "course${s}Panorama.lib" "panorama$s") >"$tmp/$side.out" 2>"$tmp/$side.err" ||
+      fail "the $side program ended with $?"
+  done
+  # The program writes its console text in text mode: CR LF on Windows.
+  sed -i 's/\r$//' "$tmp/win.out" "$tmp/win.err"
+  expect_same program "printed lines" "$tmp/nat.out" "$tmp/win.out" "$src" "$src"
+  expect_same program boxes "$tmp/nat.err" "$tmp/win.err" "$src" "$src"
+  expect_same_files program "$tmp/nat" "$tmp/win"
+  echo "vellmark.exe wrote $(find "$tmp/win" -type f | wc -l) files"
+  finish ;;
+package)
+  unzip -q "$2" -d "$tmp/pkg"
+  exe=$(winpath "$(echo "$tmp"/pkg/*/vellmark.exe)")
+  version=$(wine "$exe" --version 2>&1 | tr -d '\r') && [[ $version == *"$3" ]] ||
+    fail "vellmark.exe --version printed '$version', expected $3"
+  texture=$src/tests/data/textures/scarecrow_128x256_rgba32_bottomup.tga
+  "$cli" tga2btc "$texture" "$tmp/native.btc" >/dev/null
+  wine "$exe" tga2btc "$(winpath "$texture")" "$(winpath "$tmp/windows.btc")" >/dev/null
+  cmp "$tmp/native.btc" "$tmp/windows.btc" || fail "tga2btc of the packaged program"
+  finish ;;
+esac
