@@ -1,14 +1,9 @@
-/* A front end of ours for the eight exports, built for Windows against Vellmark.dll (run under
- * Wine) and for Linux against libvellmark.so, so that both faces take the same calls:
- *
- *   export_host LIBRARY EXPORT ARGUMENT...
- *
- * Memory-taking exports get the named file's bytes in a block of exactly its size, and its
- * size as their length unless a length follows the other arguments. On Windows, message boxes
- * are printed as "CAPTION: TEXT" lines on standard error as the Linux library prints them, the
- * open-file dialog is answered with %VELLMARK_HOST_DIALOG_DIR%\NAME, and the library's
- * exception is printed as the Linux library prints its errors, ending the host with status 2.
- */
+/* export_host LIBRARY EXPORT ARGUMENT...: one call of an export, built for Windows against
+ * Vellmark.dll (run under Wine) and for Linux against libvellmark.so, so that both faces take
+ * the same calls. Memory-taking exports get the named file's bytes in a block of exactly its
+ * size, and that size as their length unless a length follows. On Windows, boxes, the
+ * open-file dialog (answered with %VELLMARK_HOST_DIALOG_DIR%\NAME) and the library's exception
+ * (ending the host with status 2) come out as the Linux library prints boxes and errors. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -22,17 +17,6 @@
 #include <dlfcn.h>
 #endif
 
-typedef void (*MemoryPathLength)(const void*, const char*, int);
-typedef void (*MemoryUnusedFolder)(const void*, int, const char*);
-typedef void (*MemoryLengthPrefix)(const void*, int, const char*);
-typedef void (*ThreePaths)(const char*, const char*, const char*);
-typedef void (*TwoPaths)(const char*, const char*);
-typedef void (*PathBuffer)(char*);
-
-/* At the ordinals the game binds them by. */
-static const char* const kExports[8] = {"BTC2TGA",     "CreatePanorama", "CreateSkyFile", "CreateUncompressedPanorama",
-                                        "FlipTgaFile", "OpenDirectX",    "xpr2tga",       "ExtractMSCourse"};
-
 static void fail(const char* what, const char* detail) {
   fprintf(stderr, "export_host: %s%s\n", what, detail);
   exit(3);
@@ -40,23 +24,23 @@ static void fail(const char* what, const char* detail) {
 
 static unsigned char* readAll(const char* path, int* size) {
   FILE* f = fopen(path, "rb");
-  if (!f || fseek(f, 0, SEEK_END) != 0) fail("cannot read ", path);
-  *size = (int)ftell(f);
-  unsigned char* data = malloc(*size > 0 ? (size_t)*size : 1);
-  rewind(f);
-  if (!data || fread(data, 1, (size_t)*size, f) != (size_t)*size) fail("cannot read ", path);
+  unsigned char* data = f && fseek(f, 0, SEEK_END) == 0 ? malloc((size_t)(*size = (int)ftell(f)) + 1) : NULL;
+  if (!data || (rewind(f), fread(data, 1, (size_t)*size, f)) != (size_t)*size) fail("cannot read ", path);
   fclose(f);
   return data;
 }
 
 #ifdef _WIN32
 
+/* At the ordinals the game binds them by. */
+static const char* const kExports[8] = {"BTC2TGA",     "CreatePanorama", "CreateSkyFile", "CreateUncompressedPanorama",
+                                        "FlipTgaFile", "OpenDirectX",    "xpr2tga",       "ExtractMSCourse"};
+
 static int WINAPI answerMessageBox(HWND owner, LPCSTR text, LPCSTR caption, UINT type) {
   (void)owner, (void)type;
   fflush(stdout);
   fprintf(stderr, "%s: %s\n", caption, text);
-  fflush(stderr);
-  return IDOK;
+  return fflush(stderr), IDOK;
 }
 
 static BOOL WINAPI answerOpenFile(LPOPENFILENAMEA dialog) {
@@ -118,51 +102,40 @@ static void* openLibrary(const char* path) {
   return module;
 }
 
-static void* symbol(void* library, const char* name) { return (void*)GetProcAddress((HMODULE)library, name); }
+#define symbol(library, name) (void*)GetProcAddress((HMODULE)(library), name)
 
 #else
 
 static void* openLibrary(const char* path) {
   void* library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
   if (!library) fail("cannot load ", dlerror());
-  for (int i = 0; i < 8; ++i)
-    if (!dlsym(library, kExports[i])) fail("missing export ", kExports[i]);
   return library;
 }
-
-static void* symbol(void* library, const char* name) { return dlsym(library, name); }
+#define symbol dlsym
 
 #endif
 
 int main(int argc, char** argv) {
-  if (argc < 4) fail("usage: export_host LIBRARY EXPORT ARGUMENT...", "");
-  void* function = symbol(openLibrary(argv[1]), argv[2]);
-  const char* name = argv[2];
+  const char* name = argc > 2 ? argv[2] : "";
   char** a = argv + 3;
   const int n = argc - 3;
+  if (n < (strcmp(name, "FlipTgaFile") ? 2 : 1)) fail("usage: export_host LIBRARY EXPORT ARGUMENT...", "");
+  void* f = symbol(openLibrary(argv[1]), name);
+  if (!f) fail("unknown export ", name);
   int size = 0;
   unsigned char* data = NULL;
+  if (!strcmp(name, "BTC2TGA") || !strcmp(name, "ExtractMSCourse") || strstr(name, "Panorama")) data = readAll(a[0], &size);
+  const int length = n > 2 ? atoi(a[2]) : size;
   char buffer[4096];
-  if (!function) fail("unknown export ", name);
-  if (strcmp(name, "BTC2TGA") == 0 && n >= 2) {
-    data = readAll(a[0], &size);
-    ((MemoryPathLength)function)(data, a[1], n > 2 ? atoi(a[2]) : size);
-  } else if (strcmp(name, "ExtractMSCourse") == 0 && n >= 2) {
-    data = readAll(a[0], &size);
-    ((MemoryLengthPrefix)function)(data, n > 2 ? atoi(a[2]) : size, a[1]);
-  } else if (strstr(name, "Panorama") && n == 2) {
-    ((MemoryUnusedFolder)function)(data = readAll(a[0], &size), 12345, a[1]);
-  } else if (strcmp(name, "FlipTgaFile") == 0 && n == 1) {
-    snprintf(buffer, sizeof buffer, "%s", a[0]);
-    ((PathBuffer)function)(buffer);
-    if (strcmp(buffer, a[0]) != 0) printf("path after the call: %s\n", buffer);
-  } else if (strcmp(name, "CreateSkyFile") == 0 && n == 3) {
-    ((ThreePaths)function)(a[0], a[1], a[2]);
-  } else if (n == 2) {
-    ((TwoPaths)function)(a[0], a[1]);
-  } else {
-    fail("wrong arguments for ", name);
-  }
+  snprintf(buffer, sizeof buffer, "%s", a[0]);
+  if (!strcmp(name, "BTC2TGA")) ((void (*)(const void*, const char*, int))f)(data, a[1], length);
+  else if (!strcmp(name, "ExtractMSCourse")) ((void (*)(const void*, int, const char*))f)(data, length, a[1]);
+  else if (strstr(name, "Panorama")) ((void (*)(const void*, int, const char*))f)(data, 12345, a[1]);
+  else if (!strcmp(name, "FlipTgaFile")) ((void (*)(char*))f)(buffer);
+  else if (n == 3) ((void (*)(const char*, const char*, const char*))f)(a[0], a[1], a[2]);
+  else ((void (*)(const char*, const char*))f)(a[0], a[1]);
+  /* FlipTgaFile hands back the path it wrote in the caller's buffer. */
+  if (strcmp(buffer, a[0])) printf("path after the call: %s\n", buffer);
   free(data);
   fflush(stdout);
   return 0;

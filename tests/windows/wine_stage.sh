@@ -1,12 +1,9 @@
 #!/usr/bin/env bash
 # The cross-built Windows binaries under Wine against the native builds, on the same inputs:
 #   wine_stage.sh setup | teardown   the stage's one Wine prefix and virtual display
-#   wine_stage.sh exports GROUP      the cases of GROUP below through export_host.exe +
-#                                    Vellmark.dll and export_host + libvellmark.so: the same
-#                                    files, boxes and printed lines, byte for byte
-#   wine_stage.sh program            vellmark.exe against vellmark on the main job of run.sh
-#   wine_stage.sh package ZIP VERSION   the unzipped package: --version and one conversion
-# Paths come from tests/windows/CMakeLists.txt through the environment.
+#   wine_stage.sh GROUP [ZIP]        the cases of GROUP below; package: those of the unzipped ZIP
+# Each case must give the same files, boxes, printed lines and exit status, byte for byte, on
+# both sides. Paths come from tests/windows/CMakeLists.txt through the environment.
 set -euo pipefail
 src=$VELLMARK_SOURCE_DIR win_build=$VELLMARK_WINDOWS_BUILD_DIR cli=$VELLMARK_NATIVE_CLI
 if ! command -v wine >/dev/null || ! command -v Xvfb >/dev/null; then
@@ -17,8 +14,8 @@ fi
 export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
 no_d3dx="$WINEDLLOVERRIDES;$(seq -s, -f 'd3dx9_%g' 43 -1 24)=d"
 state=$WINEPREFIX.display
-
-if [ "$1" = setup ]; then
+case $1 in
+setup)
   # Every Wine process of the stage, the desktop included, shares one display: a device made
   # by one never waits on an X server that another test has closed.
   mkdir -p "$WINEPREFIX"
@@ -29,22 +26,20 @@ if [ "$1" = setup ]; then
   { [ -f "$WINEPREFIX/system.reg" ] || { wineboot -i && wineserver -w; }
     wineserver -p && wine cmd /c exit; } </dev/null >/dev/null 2>&1
   echo "Wine prefix $WINEPREFIX ready on display $DISPLAY: $(wine --version)"
-  exit 0
-elif [ "$1" = teardown ]; then
+  exit 0 ;;
+teardown)
   wineserver -k || true
   kill "$(cat "$state.pid")" 2>/dev/null || true
   rm -f "$state" "$state.pid"
-  exit 0
-fi
+  exit 0 ;;
+esac
 export DISPLAY=:$(cat "$state")
 
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
-in=$tmp/in
-mkdir -p "$in"
+in=$tmp/in exe=$win_build/vellmark.exe failures=0
 winpath() { echo "Z:${1//\//\\}"; }
 escape() { sed 's/[]\\.*^$[]/\\&/g' <<<"$1"; }
-failures=0
 fail() { echo "FAIL $*"; failures=$((failures + 1)); }
 # NAME WHAT NATIVE WINDOWS NATIVE_ROOT WINDOWS_ROOT: the roots and the temporary folder become
 # ROOT and TMP in both transcripts, and the native '/' a '\'.
@@ -53,65 +48,68 @@ expect_same() {
        <(sed -e "s|$(escape "$(winpath "$6")")|ROOT|g" -e "s|$(escape "$(winpath "$tmp")")|TMP|g" "$4") >"$tmp/diff" ||
     { fail "$1: $2 differ (< native, > Windows)"; cat "$tmp/diff"; }
 }
-expect_same_files() {
-  diff -r -x 'export_host*' -x 'C:*' "$2" "$3" >"$tmp/diff" || { fail "$1: files differ"; cat "$tmp/diff"; }
-}
 
-# NAME STATUS [VARIABLE=VALUE...] EXPORT ARGUMENT...: arguments are written with '/', which the
-# DLL gets as '\'; "@IN/" is the inputs' folder (Z:\... for the DLL); "=NAME" a copy of input
-# NAME in the case's own folder, given without a separator. STATUS 2 (the library's exception
-# caught by the Windows host) is 0 for the native host, to which the library returns.
+# NAME STATUS [VARIABLE=VALUE...] EXPORT|PROGRAM ARGUMENT...: arguments are written with '/',
+# which Windows gets as '\'; "@IN/" is the inputs' folder (Z:\... for Windows); "=NAME" a copy
+# of input NAME in the case's own folder, given without a separator. STATUS 2 (the library's
+# exception, caught by the Windows host) is 0 for the native host, to which the library returns.
 run_case() {
-  local name=$1 status=$2 env=() n=$tmp/$1/nat w=$tmp/$1/win nat_args=() win_args=() a ns=0 ws=0; shift 2
+  local name=$1 status=$2 env=() n=$tmp/$1/nat w=$tmp/$1/win nat=() win=() a ns=0 ws=0; shift 2
   while [[ $1 == *=* ]]; do env+=("$1"); shift; done
   mkdir -p "$n/out" "$w/out"
   cp "$VELLMARK_NATIVE_HOST" "$n/" && cp "$win_build/export_host.exe" "$w/"
   for a in "$@"; do
     [[ $a == =* ]] && a=${a#=} && cp "$in/$a" "$n/" && cp "$in/$a" "$w/"
-    nat_args+=("${a/#@IN\//$in/}")
-    a=${a/#@IN\//$(winpath "$in")/} && win_args+=("${a//\//\\}")
+    nat+=("${a/#@IN\//$in/}")
+    a=${a/#@IN\//$(winpath "$in")/} && win+=("${a//\//\\}")
   done
+  if [ "$1" = PROGRAM ]; then
+    nat=("$cli" "${nat[@]:1}") win=("$(winpath "$exe")" "${win[@]:1}")
+  else
+    nat=(./export_host "$VELLMARK_NATIVE_LIBRARY" "${nat[@]}") win=(export_host.exe "$(winpath "$win_build/Vellmark.dll")" "${win[@]}")
+  fi
   # The textured cube names its textures by absolute Windows paths: the DLL's host answers
   # the dialog with the bundled files, and on Linux the names are plain file names.
   [ "$1" = OpenDirectX ] && for t in "$src"/tests/data/xfiles/assimp/*.tga; do
     cp "$t" "$n/C:\\\\code\\\\sourceforge\\\\kwxport\\\\trunkMerged\\\\test\\\\data\\\\$(basename "$t")"
   done
-  (cd "$n" && ./export_host "$VELLMARK_NATIVE_LIBRARY" "${nat_args[@]}") >"$n.out" 2>"$n.err" || ns=$?
-  (cd "$w" && env "${env[@]}" VELLMARK_HOST_DIALOG_DIR="$(winpath "$src/tests/data/xfiles/assimp")" \
-      wine export_host.exe "$(winpath "$win_build/Vellmark.dll")" "${win_args[@]}") >"$w.out" 2>"$w.err" || ws=$?
+  (cd "$n" && "${nat[@]}") >"$n.out" 2>"$n.err" || ns=$?
+  (cd "$w" && env "${env[@]}" VELLMARK_HOST_DIALOG_DIR="$(winpath "$src/tests/data/xfiles/assimp")" wine "${win[@]}") \
+    >"$w.out" 2>"$w.err" || ws=$?
   [ "$ns" = "$((status == 2 ? 0 : status))" ] && [ "$ws" = "$status" ] ||
     { fail "$name: exit $ns (native), $ws (Windows), expected $status"; cat "$w.err"; }
+  # The program writes its console in text mode, CR LF on Windows; the host in binary mode.
+  [ "$1" = PROGRAM ] && sed -i 's/\r$//' "$w.out" "$w.err"
   grep -v '^dialog: ' "$w.out" >"$w.kept" || true
   expect_same "$name" boxes "$n.err" "$w.err" "$n" "$w"
   expect_same "$name" "printed lines" "$n.out" "$w.kept" "$n" "$w"
-  expect_same_files "$name" "$n" "$w"
-  echo "ran $name: $(wc -l <"$w.err") box lines, $(grep -c '^dialog: ' "$w.out") dialogs, \
-$(find "$w" -type f ! -name 'export_host*' | wc -l) files"
+  diff -r -x 'export_host*' -x 'C:*' "$n" "$w" >"$tmp/diff" || { fail "$name: files differ"; cat "$tmp/diff"; }
+  echo "ran $name: $(find "$w" -type f ! -name 'export_host*' | wc -l) files, $(grep -c '^dialog: ' "$w.out") dialogs"
 }
-finish() { [ "$failures" -eq 0 ] || { echo "$failures failed checks"; exit 1; }; echo "all cases agree"; }
 
-case $1 in
-exports)
-  corpus=$src/fuzz/corpus
-  for f in "$src"/tests/data/sky/*.gz; do gunzip -c "$f" >"$in/$(basename "$f" .gz)"; done
-  cp "$corpus"/btc2tga/*.btc "$corpus"/xpr/*.xpr "$corpus"/panorama_stream/* "$src/samples/sample_course.arc" "$in/"
-  cp -r "$src/tests/data/xfiles" "$in/x"
-  head -c 300 "$in/dxt1_mips.xpr" >"$in/truncated.xpr"
-  "$cli" tga2btc "$src/tests/data/textures/ship_hull_wood_256x256_rgb24.tga" "$in/wood.btc" >/dev/null
-  mkdir "$in/course" && "$cli" extract "$in/sample_course.arc" "$in/course/" 2>/dev/null
-  "$cli" unpack "$in/course/Panorama.lib" "$in/course" >/dev/null
-  # Group "mesh" runs under Wine twice: with Direct3D 9's extension library and with our
-  # loader in its place; "mesh-portable" only with ours, where Wine's own loader differs.
-  while read -r group name status call; do
-    [ "${group%-portable}" = "$2" ] || continue
-    # shellcheck disable=SC2086  # the call's words are the arguments
-    case $group in
-      mesh) run_case "$name.d3dx" "$status" $call
-            run_case "$name.portable" "$status" WINEDLLOVERRIDES="$no_d3dx" $call ;;
-      mesh-portable) run_case "$name.portable" "$status" WINEDLLOVERRIDES="$no_d3dx" $call ;;
-      *) run_case "$name" "$status" $call ;;
-    esac
-  done <<'CASES'
+mkdir -p "$in/course"
+corpus=$src/fuzz/corpus
+for f in "$src"/tests/data/sky/*.gz; do gunzip -c "$f" >"$in/$(basename "$f" .gz)"; done
+cp "$corpus"/btc2tga/*.btc "$corpus"/xpr/*.xpr "$corpus"/panorama_stream/* "$src"/samples/sample_course.arc \
+  "$src"/tests/data/textures/*.tga "$in/"
+cp -r "$src/tests/data/xfiles" "$in/x"
+head -c 300 "$in/dxt1_mips.xpr" >"$in/truncated.xpr"
+"$cli" tga2btc "$in/ship_hull_wood_256x256_rgb24.tga" "$in/wood.btc" >/dev/null
+"$cli" extract "$in/sample_course.arc" "$in/course/" 2>/dev/null
+"$cli" unpack "$in/course/Panorama.lib" "$in/course" >/dev/null
+if [ "$1" = package ]; then
+  unzip -q "$2" -d "$tmp/package" && exe=$(echo "$tmp"/package/*/vellmark.exe)
+fi
+# Group "mesh" runs under Wine twice: with Direct3D 9's extension library and with it
+# disabled, so that our loader runs; "mesh-portable" only the latter: Wine's own extension
+# library refuses tiger.x and orders the faces of BCN_Epileptic.X differently.
+while read -r group name status call; do
+  [ "${group%-portable}" = "$1" ] || continue
+  # shellcheck disable=SC2086  # the call's words are the arguments
+  [ "$group" = mesh ] && run_case "$name.d3dx" "$status" $call
+  if [[ $group == mesh* ]]; then run_case "$name.portable" "$status" WINEDLLOVERRIDES="$no_d3dx" $call
+  else run_case "$name" "$status" $call; fi
+done <<'CASES'
 images btc_wood        0 BTC2TGA ../../in/wood.btc out/wood.tga
 images btc_tiles       0 BTC2TGA @IN/four_tiles_32x24.btc out/tiles.tga
 images btc_cut         0 BTC2TGA @IN/encoded_40x24.btc out/cut.tga 100
@@ -140,32 +138,11 @@ bad    missing_input   2 CreateSkyFile ../../in/none.tga @IN/none.tga out
 bad    no_separator    2 FlipTgaFile =sky_4800x320_bottom.tga
 bad    negative_length 2 BTC2TGA ../../in/wood.btc out/wood.tga -1
 bad    too_many_tiles  2 CreateUncompressedPanorama ../../in/tiled_300x260 out/
+program extract        0 PROGRAM extract --summary @IN/sample_course.arc out/
+program panorama       0 PROGRAM panorama ../../in/course/Panorama.lib out/
+package version        0 PROGRAM --version
+package tga2btc        0 PROGRAM tga2btc @IN/scarecrow_128x256_rgba32_bottomup.tga out/scarecrow.btc
+package btc2tga        0 PROGRAM btc2tga ../../in/wood.btc out/wood.tga
 CASES
-  finish ;;
-program)
-  mkdir -p "$tmp"/{nat,win}/{course,panorama}
-  for side in nat win; do
-    if [ $side = nat ]; then run=("$cli"); arc=$src/samples/sample_course.arc; s=/; else
-      run=(wine "$(winpath "$win_build/vellmark.exe")"); arc=$(winpath "$src/samples/sample_course.arc"); s='\'; fi
-    (cd "$tmp/$side" && "${run[@]}" extract --summary "$arc" "course$s" &&
-      "${run[@]}" panorama "course${s}Panorama.lib" "panorama$s") >"$tmp/$side.out" 2>"$tmp/$side.err" ||
-      fail "the $side program ended with $?"
-  done
-  # The program writes its console text in text mode: CR LF on Windows.
-  sed -i 's/\r$//' "$tmp/win.out" "$tmp/win.err"
-  expect_same program "printed lines" "$tmp/nat.out" "$tmp/win.out" "$src" "$src"
-  expect_same program boxes "$tmp/nat.err" "$tmp/win.err" "$src" "$src"
-  expect_same_files program "$tmp/nat" "$tmp/win"
-  echo "vellmark.exe wrote $(find "$tmp/win" -type f | wc -l) files"
-  finish ;;
-package)
-  unzip -q "$2" -d "$tmp/pkg"
-  exe=$(winpath "$(echo "$tmp"/pkg/*/vellmark.exe)")
-  version=$(wine "$exe" --version 2>&1 | tr -d '\r') && [[ $version == *"$3" ]] ||
-    fail "vellmark.exe --version printed '$version', expected $3"
-  texture=$src/tests/data/textures/scarecrow_128x256_rgba32_bottomup.tga
-  "$cli" tga2btc "$texture" "$tmp/native.btc" >/dev/null
-  wine "$exe" tga2btc "$(winpath "$texture")" "$(winpath "$tmp/windows.btc")" >/dev/null
-  cmp "$tmp/native.btc" "$tmp/windows.btc" || fail "tga2btc of the packaged program"
-  finish ;;
-esac
+[ "$failures" -eq 0 ] || { echo "$failures failed checks"; exit 1; }
+echo "all cases agree"
