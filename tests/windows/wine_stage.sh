@@ -22,7 +22,7 @@ setup)
   setsid Xvfb -displayfd 3 -nolisten tcp -screen 0 640x480x24 3>"$state" </dev/null >/dev/null 2>&1 &
   echo $! >"$state.pid"
   for _ in $(seq 50); do [ -s "$state" ] && break; sleep 0.1; done
-  export DISPLAY=:$(cat "$state")
+  DISPLAY=:$(cat "$state") && export DISPLAY
   { [ -f "$WINEPREFIX/system.reg" ] || { wineboot -i && wineserver -w; }
     wineserver -p && wine cmd /c exit; } </dev/null >/dev/null 2>&1
   echo "Wine prefix $WINEPREFIX ready on display $DISPLAY: $(wine --version)"
@@ -33,7 +33,7 @@ teardown)
   rm -f "$state" "$state.pid"
   exit 0 ;;
 esac
-export DISPLAY=:$(cat "$state")
+DISPLAY=:$(cat "$state") && export DISPLAY
 
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
@@ -103,9 +103,9 @@ fi
 # Group "mesh" runs under Wine twice: with Direct3D 9's extension library and with it
 # disabled, so that our loader runs; "mesh-portable" only the latter: Wine's own extension
 # library refuses tiger.x and orders the faces of BCN_Epileptic.X differently.
+# shellcheck disable=SC2086  # the call's words are the arguments
 while read -r group name status call; do
   [ "${group%-portable}" = "$1" ] || continue
-  # shellcheck disable=SC2086  # the call's words are the arguments
   [ "$group" = mesh ] && run_case "$name.d3dx" "$status" $call
   if [[ $group == mesh* ]]; then run_case "$name.portable" "$status" WINEDLLOVERRIDES="$no_d3dx" $call
   else run_case "$name" "$status" $call; fi
