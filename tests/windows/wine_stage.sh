@@ -99,6 +99,10 @@ head -c 300 "$in/dxt1_mips.xpr" >"$in/truncated.xpr"
 "$cli" unpack "$in/course/Panorama.lib" "$in/course" >/dev/null
 if [ "$1" = package ]; then
   unzip -q "$2" -d "$tmp/package" && exe=$(echo "$tmp"/package/*/vellmark.exe)
+  for f in "$exe" "${exe%/*}/Vellmark.dll"; do
+    i686-w64-mingw32-windres -i "$f" -O rc >"$tmp/rc" && grep -q '"ProductName", "Vellmark"' "$tmp/rc" &&
+      { [[ $f == *.dll ]] || grep -q 'activeCodePage.*UTF-8' "$tmp/rc"; } || fail "${f##*/}: resources"
+  done
 fi
 # Group "mesh" runs under Wine twice: with Direct3D 9's extension library and with it
 # disabled, so that our loader runs; "mesh-portable" only the latter: Wine's own extension
