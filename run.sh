@@ -5,7 +5,7 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")" && pwd)
 cd "$root"
 
-scripts/install-deps.sh cmake ninja-build g++ zlib1g-dev libdeflate-dev gzip
+scripts/install-deps.sh cmake ninja-build g++ zlib1g-dev libdeflate-dev
 
 if [ ! -f build/release/build.ninja ]; then
   cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release -DVELLMARK_BUILD_TESTS=OFF >/dev/null
