@@ -66,8 +66,8 @@ if [ "$check" = 0 ]; then
 fi
 
 # An interrupted run must not leave a fault in the sources.
-file=""
-trap '[ -n "$file" ] && [ -f "$build/.original" ] && cp "$build/.original" "$file"' EXIT
+applied=""
+trap '[ -n "$applied" ] && cp "$build/.original" "$applied"' EXIT
 
 total=0 killed=0 survived=0 broken=0 missing=0
 declare -A folderTotal folderKilled
@@ -84,6 +84,7 @@ while IFS= read -r line; do
   fi
   [ "$check" = 1 ] && { echo "found     [$folder] $what: $file"; continue; }
   cp "$file" "$build/.original"
+  applied=$file
   mutate apply "$line" >/dev/null
   if ! cmake --build "$build" --target $targets >/dev/null 2>&1; then
     verdict="NO BUILD "; broken=$((broken + 1))
@@ -94,8 +95,8 @@ while IFS= read -r line; do
     folderKilled[$folder]=$(( ${folderKilled[$folder]:-0} + 1 ))
   fi
   cp "$build/.original" "$file"
+  applied=""
   touch "$file"
-  rm -f "$build/.original"
   echo "$verdict [$folder] $what ($file)"
 done < "$list"
 [ "$check" = 0 ] && cmake --build "$build" --target $targets >/dev/null
