@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <cstring>
 #include <memory>
 #include <random>
 
 #include "archive/extraction_plan.h"
+#include "archive/vertex_list.h"
 #include "support/test_support.h"
 
 using namespace vellmark;
@@ -43,6 +45,14 @@ ByteVector withHeader(std::initializer_list<int> header, std::initializer_list<i
   return out;
 }
 
+ByteVector vertexList(std::uint32_t countWord, const std::vector<float>& coordinates) {
+  ByteVector v = bytes({2, 0, 0, 0, 2, 0, 0, 0});
+  v.resize(40 + 4 * coordinates.size(), 0);
+  putU32(v, 16, countWord);
+  if (!coordinates.empty()) std::memcpy(&v[40], coordinates.data(), 4 * coordinates.size());
+  return v;
+}
+
 }  // namespace
 
 TEST(MemberSearch, SignaturesAndChunks) {
@@ -75,6 +85,48 @@ TEST(MemberSearch, SignaturesAndChunks) {
   ASSERT_EQ(chunks.size(), 2500u);  // passes 0-2499
   EXPECT_EQ(chunks.front(), (MemberChunk{16, 19}));
   EXPECT_EQ(chunks.back(), (MemberChunk{16 + 2499 * 3, 16 + 2500 * 3}));
+}
+
+// The first test that holds decides the kind, and a member becomes prefix + pass + the
+// kind's extension: a BTC texture only as its TGA image, a vertex list with its text, a
+// panorama only inside the panorama archive. A tag cut short is no tag.
+TEST(ExtractionPlan, KindsAndNames) {
+  struct Case {
+    ByteVector data;
+    MemberKind kind;
+    std::string path;
+    bool tagEndsTheData;  // then every shorter prefix is Unknown
+  };
+  const Case cases[] = {
+      {bytes({0, 0, 2, 0}), MemberKind::Tga, "p/x12.tga", true},
+      {bytes({'R', 'I', 'F', 'F'}), MemberKind::Wav, "p/x12.wav", true},
+      {bytes({'B', 'T', 'C', 'V'}), MemberKind::Btc, "p/x12.tga", true},
+      {bytes({'n', 'a', 'p', 0}), MemberKind::Pan, "", true},
+      {bytes({0xFF, 0xD8, 0xFF, 0xE0, 0, 16, 'J', 'F', 'I', 'F'}), MemberKind::Jpg, "p/x12.jpg", true},
+      {vertexList(0, {}), MemberKind::Vrt, "p/x12.vrt", false},
+      {bytes({2, 0, 0, 0, 2, 0, 0, 0}), MemberKind::Vrt, "p/x12.vrt", true},
+      {bytes({'n', 'a', 'p', 1}), MemberKind::Unknown, "", false},
+      {bytes({2, 0, 0, 0, 3, 0, 0, 0}), MemberKind::Unknown, "", false},
+      {bytes({0, 0, 2, 0, 0, 0, 'J', 'F', 'I', 'F'}), MemberKind::Tga, "p/x12.tga", false},
+      {bytes({'R', 'I', 'F', 'F', 2, 0, 0, 0}), MemberKind::Wav, "p/x12.wav", false},
+      {loadData("textures/fabric_check_128x128_cm8.tga"), MemberKind::Unknown, "", false},  // colour-mapped
+  };
+  for (const auto& c : cases) {
+    const auto plan = planExtractedMember(c.data, "p/x", 12);
+    EXPECT_EQ(plan.kind, c.kind) << memberKindName(c.kind);
+    EXPECT_EQ(plan.path, c.path) << memberKindName(c.kind);
+    EXPECT_EQ(plan.vertexTextPath, c.kind == MemberKind::Vrt ? "p/x12.vrt.txt" : "");
+    EXPECT_EQ(plan.panoramaArchive.empty(), c.kind != MemberKind::Pan);
+    for (std::size_t n = 0; c.tagEndsTheData && n < c.data.size(); ++n) {
+      auto block = std::make_unique<std::uint8_t[]>(n);  // exactly sized, for ASan
+      std::copy_n(c.data.begin(), n, block.get());
+      EXPECT_EQ(classifyMember({block.get(), n}), MemberKind::Unknown) << memberKindName(c.kind) << " " << n;
+    }
+  }
+  EXPECT_EQ(planExtractedMember(vertexList(0, {7, 8, 9, 10}), "", 0).vertexText, "7,8,9\n");
+  EXPECT_EQ(vertexListText(vertexList(0xFFFFFFFFu, {1, 2, 3})), "");  // the count plus one wraps to 0
+  EXPECT_EQ(panoramaArchivePath("p/x"), "p/xPanorama.lib");
+  EXPECT_STREQ(memberKindExtension(MemberKind::Unknown), ".DNP");
 }
 
 // A pass's member is its chunk inflated within eight times the chunk's length; the
@@ -111,23 +163,19 @@ TEST(MemberInflate, AgreesWithUncompressEverywhere) {
       bytes({0x78, 0xBB, 0, 0, 0, 1, 3, 0, 0, 0, 0, 1}),  // asks for a preset dictionary
       bytes({0x78, 0x9C}), bytes({0x78, 0x9D, 3, 0, 0, 0, 0, 1}),
       bytes({0x08, 0x1D, 3, 0, 0, 0, 0, 1})};  // a valid small-window header
-  for (std::size_t size : {0u, 1u, 100u, 5000u, 70000u}) {
-    auto content = patternPixels(static_cast<int>(size / 4 + 1), 1, static_cast<std::uint32_t>(size));
-    content.resize(size);
-    for (std::size_t i = 0; i < size; i += 7) content[i] = 0;  // somewhat compressible
+  for (std::size_t size : {0u, 1u, 100u, 5000u, 70000u})
     for (int level : {0, 1, 6, 9}) {
+      auto content = patternPixels(static_cast<int>(size / 4 + 1), 1, static_cast<std::uint32_t>(size));
+      content.resize(size);
+      for (std::size_t i = 0; i < size; i += 7) content[i] = 0;  // somewhat compressible
       const auto c = zlibCompress(content, level);
-      chunks.push_back(c);
-      chunks.push_back(c);
-      chunks.back().insert(chunks.back().end(), {0x78, 0x9C, 0xFF, 0});
-      chunks.emplace_back(c.begin(), c.end() - 1);
-      chunks.emplace_back(c.begin(), c.begin() + static_cast<std::ptrdiff_t>(c.size() / 2));
-      for (int k = 0; k < 6; ++k) {
-        chunks.push_back(c);
-        chunks.back()[rng() % c.size()] ^= static_cast<std::uint8_t>(1 + rng() % 255);
-      }
+      ByteVector trailing = c, flipped = c, flippedAgain = c;
+      trailing.insert(trailing.end(), {0x78, 0x9C, 0xFF, 0});
+      flipped[rng() % c.size()] ^= static_cast<std::uint8_t>(1 + rng() % 255);
+      flippedAgain[rng() % c.size()] ^= static_cast<std::uint8_t>(1 + rng() % 255);
+      chunks.insert(chunks.end(), {c, trailing, flipped, flippedAgain, ByteVector(c.begin(), c.end() - 1),
+                                   ByteVector(c.begin(), c.begin() + static_cast<std::ptrdiff_t>(c.size() / 2))});
     }
-  }
   int successes = 0;
   for (const auto& chunk : chunks) {
     std::vector<std::uint64_t> capacities = {8 * chunk.size()};
