@@ -106,12 +106,13 @@ TEST(CourseArchive, RecordsPointingOutsideAreRejected) {
   putU32(odd, record + 48, 7);
   EXPECT_EQ(readArchiveDirectory(odd).records.size(), 3u);
   EXPECT_THROW(openCourseArchive(odd), Error);
+  EXPECT_TRUE(readArchiveDirectory(CourseArchiveWriter().finish()).records.empty());  // directory at 16
 }
 
 TEST(ArchiveNames, RefusesEveryNameThatCouldLeaveTheFolder) {
   const char* hostile[] = {"", ".", "..", "../up", "..\\up", "a/../b", "/etc/passwd", "\\\\server\\share", "sub/x",
                            "sub\\x", "C:evil", "c:", "x:y", "tab\tname", "bell\x07", "del\x7F", "\x1F", "trailing.",
-                           "trailing ", "CON", "nul.txt", "com1", "LPT9.dat", "conout$", "a|b", "a?b", "a*b", "a<b",
+                           "trailing ", "CON", "prn", "AUX.x", "CONIN$", "com0", "nul.txt", "com1", "LPT9.dat", "conout$", "a|b", "a?b", "a*b", "a<b",
                            "a>b", "a\"b"};
   for (const char* name : hostile) EXPECT_TRUE(memberNameProblem(name)) << '"' << name << '"';
   const char* fine[] = {"sky.prv", "_s_k_y_94.tga", "a b.tga", ".hidden", "CONSOLE.txt", "com10", "COMA",
@@ -168,18 +169,14 @@ TEST(ArchiveUnpacker, DecidesEveryMemberInMemory) {
   EXPECT_EQ(ArchiveUnpacker(single, true).member(0).btcTgaName, "a.btc.tga");
 }
 
-TEST(ArchivePacker, RefusesWhatAnArchiveCannotHoldAndReadsOrderFiles) {
+TEST(ArchivePacker, RefusesWhatAnArchiveCannotHold) {
   ArchivePacker packer;
   packer.add(std::string(31, 'n'), {});
   for (const std::string& name : {std::string(32, 'n'), std::string("../up"), std::string(31, 'n'), std::string("a:b")})
     EXPECT_THROW(packer.add(name, {}), Error) << name;
   EXPECT_EQ(packer.memberCount(), 1u);
   EXPECT_THROW(CourseArchiveWriter().addMember(std::string(32, 'w'), {}, 0), Error);
-
-  using Names = std::vector<std::string>;
-  const std::pair<const char*, Names> orders[] = {
-      {"a\r\n\r\nb\nc", {"a", "b", "c"}}, {"", {}}, {"\n\r\n", {}}, {"x\r", {"x"}}, {"\ny\n", {"y"}}};
-  for (const auto& [textIn, names] : orders) EXPECT_EQ(parsePackOrder(textIn), names) << textIn;
+  EXPECT_EQ(parsePackOrder("a\r\n\r\nb"), (std::vector<std::string>{"a", "b"}));  // the last line unended
   EXPECT_THROW(parsePackOrder("a\nb\na\n"), Error);
 }
 
