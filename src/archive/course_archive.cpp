@@ -5,6 +5,24 @@
 
 namespace vellmark {
 
+namespace {
+
+// The 64-byte directory record as the tools write it (reserved words 0, name zero-padded).
+std::vector<std::uint8_t> encodeArchiveRecord(const ArchiveRecord& record) {
+  if (record.name.size() >= kArchiveNameFieldSize)
+    fail(ErrorKind::Argument, "member name '" + record.name + "' is longer than " +
+                                  std::to_string(kArchiveNameFieldSize - 1) + " bytes");
+  std::vector<std::uint8_t> out(kArchiveRecordSize, 0);
+  std::memcpy(&out[4], record.name.data(), record.name.size());
+  storeU32(&out[36], record.dataOffset);
+  storeU32(&out[40], record.compressedSize);
+  storeU32(&out[44], record.uncompressedSize);
+  storeU32(&out[48], record.storageKind);
+  return out;
+}
+
+}  // namespace
+
 ArchiveHeader readArchiveHeader(Bytes archive) {
   ByteReader reader(archive, "course archive header");
   ArchiveHeader header;
@@ -58,19 +76,6 @@ Bytes memberData(Bytes archive, const ArchiveRecord& record) {
   if (!rangeFits(record.dataOffset, record.compressedSize, archive.size()))
     fail(ErrorKind::Corrupt, "course archive member '" + record.name + "' lies outside the archive");
   return archive.subspan(record.dataOffset, record.compressedSize);
-}
-
-std::vector<std::uint8_t> encodeArchiveRecord(const ArchiveRecord& record) {
-  if (record.name.size() >= kArchiveNameFieldSize)
-    fail(ErrorKind::Argument, "member name '" + record.name + "' is longer than " +
-                                  std::to_string(kArchiveNameFieldSize - 1) + " bytes");
-  std::vector<std::uint8_t> out(kArchiveRecordSize, 0);
-  std::memcpy(&out[4], record.name.data(), record.name.size());
-  storeU32(&out[36], record.dataOffset);
-  storeU32(&out[40], record.compressedSize);
-  storeU32(&out[44], record.uncompressedSize);
-  storeU32(&out[48], record.storageKind);
-  return out;
 }
 
 CourseArchiveWriter::CourseArchiveWriter() {

@@ -66,8 +66,6 @@ class CourseArchiveWriter {
   void addMember(const std::string& name, Bytes compressed, std::uint32_t uncompressedSize);
 
   const ArchiveHeader& header() const { return header_; }
-  // Header and member data written so far (no directory yet).
-  const std::vector<std::uint8_t>& bytesSoFar() const { return bytes_; }
   // The finished archive: header, members, directory.
   std::vector<std::uint8_t> finish() &&;
 
@@ -78,8 +76,5 @@ class CourseArchiveWriter {
   std::vector<std::uint8_t> bytes_;
   std::vector<std::uint8_t> directory_;
 };
-
-// The 64-byte directory record as the tools write it (reserved words 0, name zero-padded).
-std::vector<std::uint8_t> encodeArchiveRecord(const ArchiveRecord& record);
 
 }  // namespace vellmark

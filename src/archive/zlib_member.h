@@ -24,7 +24,6 @@ struct InflateResult {
   std::vector<std::uint8_t> buffer; // the whole destination buffer, zero past what zlib wrote
   std::size_t length = 0;           // the length zlib reports (on failure, what it produced)
   bool ok() const { return status == 0; }
-  std::span<const std::uint8_t> bytes() const { return {buffer.data(), length}; }
 };
 
 // zlib `uncompress` of `compressed` into a zero-filled buffer of exactly `capacity` bytes.

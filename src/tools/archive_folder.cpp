@@ -8,7 +8,7 @@
 #include "archive/archive_pack.h"
 #include "base/file_io.h"
 #include "btc/btc_file.h"
-#include "tools/btc_to_tga.h"
+#include "tools/messages.h"
 
 namespace vellmark {
 
@@ -29,20 +29,22 @@ std::optional<std::string> writeInside(const fs::path& folder, const std::string
   return std::nullopt;
 }
 
-// Converts through the BTC2TGA tool itself, as the extractor does: a texture it rejects gets
-// its message box and no file.
+// Converts as the BTC2TGA tool does: a texture the decoder rejects gets its message box and
+// no file.
 std::optional<std::string> convertBtc(Host& host, const fs::path& folder, const std::string& name, Bytes data) {
   const fs::path target = folder / name;
   std::error_code ec;
   if (fs::is_symlink(fs::symlink_status(target, ec)))
     return "'" + name + "' is a symbolic link in the output folder; not written through it";
   fs::remove(target, ec);  // so that a file of an earlier run does not pass for this one's
+  std::optional<std::vector<std::uint8_t>> image;
   try {
-    btcToTga(host, data, target.string());
+    image = convertBtcToTga(data);
   } catch (const Error& e) {
     return std::string(e.what());
   }
-  if (!fs::is_regular_file(target, ec)) return "BTC2TGA made no '" + name + "'";
+  if (!image) host.messageBox(messages::kInvalidBtcCaption, messages::kInvalidBtcText);
+  if (!image || !writeWholeFile(target.string(), *image)) return "BTC2TGA made no '" + name + "'";
   return std::nullopt;
 }
 

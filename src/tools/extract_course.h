@@ -1,22 +1,17 @@
 // ExtractMSCourse: unpacks a course archive by content. Members are found by their zlib
 // signature, not through the directory, inflated with the fixed 8:1 allowance, and written
-// by kind under the output prefix + pass number + extension.
+// by kind under the output prefix + pass number + extension (archive/extraction_plan.h).
 #pragma once
 
 #include <array>
-#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "archive/member_kind.h"
-#include "base/host.h"
 #include "base/byte_reader.h"
+#include "base/host.h"
 
 namespace vellmark {
-
-inline constexpr char kPanoramaArchiveName[] = "Panorama.lib";
-inline constexpr char kPanoramaMemberName[] = "Panorama.btc";
-inline constexpr char kVertexTextExtension[] = ".txt";
 
 // What an extraction did, for the program's --summary; the tool itself reports nothing.
 struct ExtractionSummary {
@@ -29,17 +24,12 @@ struct ExtractionSummary {
   int count(MemberKind kind) const { return byKind[static_cast<std::size_t>(kind)]; }
 };
 
-// The one-member course archive "Panorama.lib" for an inflated panorama member: header
-// "ARC0", compressed size + 80, 1, compressed size + 16; the member from offset 16; one
-// record "Panorama.btc", data offset 16, storage kind 2.
-std::vector<std::uint8_t> panoramaArchive(Bytes panorama);
-
 // The whole tool. Shows the warning box first, then runs the 2500 search passes over
-// `archive` and writes every member it can; unwritable outputs are passed over. BTC
-// members go through the BTC converter, whose "Invalid BTC File" boxes appear in pass
-// order. Members are inflated and written on up to `threads` threads; the files, their
-// contents and the boxes are those of the one-thread run (a second panorama overwrites
-// the first "Panorama.lib", as it does there).
+// `archive` and writes every member it can; unwritable outputs are passed over. A BTC
+// member the texture decoder rejects gets the "Invalid BTC File" box, in pass order.
+// Members are inflated and written on up to `threads` threads; the files, their contents
+// and the boxes are those of the one-thread run (a second panorama overwrites the first
+// "Panorama.lib", as it does there).
 ExtractionSummary extractCourse(Host& host, Bytes archive, const std::string& outputPrefix, unsigned threads);
 
 }  // namespace vellmark

@@ -1,0 +1,194 @@
+#include "archive/course_archive.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <memory>
+
+#include "archive/archive_members.h"
+#include "archive/archive_pack.h"
+#include "archive/listing_text.h"
+#include "archive/member_search.h"
+#include "archive/vertex_list.h"
+#include "archive/zlib_member.h"
+#include "support/sha256.h"
+#include "support/test_support.h"
+
+using namespace vellmark;
+using namespace vellmark::test;
+
+namespace {
+
+using ByteVector = std::vector<std::uint8_t>;
+using Status = UnpackedMember::Status;
+
+ByteVector text(const std::string& s) { return {s.begin(), s.end()}; }
+
+struct Member {
+  std::string name;
+  ByteVector data;
+  std::int64_t recorded = -1;  // the size the record claims; -1 for the true one
+  bool stored = false;         // data is the member's stream as it stands
+};
+
+// An archive with whatever names and recorded sizes a test wants, past the packer's checks.
+ByteVector rawArchive(const std::vector<Member>& members) {
+  CourseArchiveWriter writer;
+  for (const auto& m : members)
+    writer.addMember(m.name, m.stored ? m.data : compressMember(m.data),
+                     static_cast<std::uint32_t>(m.recorded < 0 ? std::int64_t(m.data.size()) : m.recorded));
+  return std::move(writer).finish();
+}
+
+}  // namespace
+
+TEST(CourseArchive, CompressionBufferFollowsTheTenPercentRule) {
+  const std::pair<std::uint32_t, std::uint64_t> cases[] = {
+      {262162, 288390}, {16402, 18054}, {71698, 78879}, {0, 12}, {0xFFFFFFFFu, 4724464036u}};
+  for (auto [n, room] : cases) EXPECT_EQ(compressionBufferSize(n), room) << n;
+}
+
+// Every parser on every prefix of a good input, each prefix in a heap block of exactly its
+// size so that AddressSanitizer sees a read past it.
+TEST(CourseArchive, EveryPrefixIsReadInsideItsBlock) {
+  const auto archive = rawArchive({{"a", text("first member")}, {"b", ByteVector(300, 'b')}, {"c", {}}});
+  ByteVector vertices = bytes({2, 0, 0, 0, 2, 0, 0, 0});
+  vertices.resize(40 + 3 * 12 + 5, 0x3F);
+  putU32(vertices, 16, 2);  // three points, then five stray bytes
+  struct Case {
+    const char* what;
+    const ByteVector& input;
+    std::function<void(Bytes prefix)> check;
+  };
+  const Case cases[] = {
+      {"directory", archive, [](Bytes p) { EXPECT_THROW(readArchiveDirectory(p), Error); }},
+      {"unpacker", archive, [](Bytes p) { EXPECT_THROW(ArchiveUnpacker(p, true), Error); }},
+      {"search", archive, [](Bytes p) { for (auto c : findMemberChunks(p)) EXPECT_LE(c.end, p.size()); }},
+      {"vertex list", vertices, [](Bytes p) {
+         const std::string lines = vertexListText(p);
+         EXPECT_EQ(static_cast<std::size_t>(std::count(lines.begin(), lines.end(), '\n')),
+                   p.size() < 40 ? 0 : (p.size() - 40) / 12);
+       }},
+  };
+  for (const auto& c : cases)
+    for (std::size_t n = 0; n < c.input.size(); ++n) {
+      auto block = std::make_unique<std::uint8_t[]>(n);
+      std::copy_n(c.input.begin(), n, block.get());
+      SCOPED_TRACE(std::string(c.what) + ", prefix of " + std::to_string(n));
+      c.check(Bytes(block.get(), n));
+    }
+}
+
+TEST(CourseArchive, RecordsPointingOutsideAreRejected) {
+  const auto good = rawArchive({{"a", text("one")}, {"b", text("two")}, {"c", text("three")}});
+  const std::size_t record = getU32(good, 12), size = good.size();
+  // Record count negative or too large; directory past the end, inside the header or
+  // wrapping; member data past the end, running past it, or offset + size wrapping.
+  const std::pair<std::size_t, std::uint32_t> faults[] = {
+      {8, 0x80000000u}, {8, 4}, {12, size}, {12, 4}, {12, 0xFFFFFFF0u},
+      {record + 64 + 36, size}, {record + 40, size}, {record + 128 + 40, 0xFFFFFFFFu}};
+  for (auto [at, value] : faults) {
+    auto bad = good;
+    putU32(bad, at, value);
+    try {
+      readArchiveDirectory(bad);
+      ADD_FAILURE() << at << " = " << value << " was accepted";
+    } catch (const Error& e) {
+      EXPECT_EQ(e.kind(), ErrorKind::Corrupt) << at;
+    }
+  }
+  // Magic, totalSize and storage kind are not the reader's business, but unpacking wants "ARC0".
+  auto odd = good;
+  putU32(odd, 0, 0x30435242);
+  putU32(odd, 4, 1);
+  putU32(odd, record + 48, 7);
+  EXPECT_EQ(readArchiveDirectory(odd).records.size(), 3u);
+  EXPECT_THROW(openCourseArchive(odd), Error);
+  EXPECT_TRUE(readArchiveDirectory(CourseArchiveWriter().finish()).records.empty());  // directory at 16
+}
+
+TEST(ArchiveNames, RefusesEveryNameThatCouldLeaveTheFolder) {
+  const char* hostile[] = {"", ".", "..", "../up", "..\\up", "a/../b", "/etc/passwd", "\\\\server\\share", "sub/x",
+                           "sub\\x", "C:evil", "c:", "x:y", "tab\tname", "bell\x07", "del\x7F", "\x1F", "trailing.",
+                           "trailing ", "CON", "prn", "AUX.x", "CONIN$", "com0", "nul.txt", "com1", "LPT9.dat", "conout$", "a|b", "a?b", "a*b", "a<b",
+                           "a>b", "a\"b"};
+  for (const char* name : hostile) EXPECT_TRUE(memberNameProblem(name)) << '"' << name << '"';
+  const char* fine[] = {"sky.prv", "_s_k_y_94.tga", "a b.tga", ".hidden", "CONSOLE.txt", "com10", "COMA",
+                        "\xE9t\xE9.wav", "a.b.c", " x", "~"};
+  for (const char* name : fine) EXPECT_FALSE(memberNameProblem(name)) << name;
+}
+
+// What unpacking decides for each member, before anything touches a file: for a ready
+// member `said` is its vertex text's name or the conversion's problem.
+TEST(ArchiveUnpacker, DecidesEveryMemberInMemory) {
+  auto cut = compressMember(text("this stream is cut"));
+  cut.resize(cut.size() - 3);
+  ByteVector vrt = bytes({2, 0, 0, 0, 2, 0, 0, 0});
+  vrt.resize(52, 0);
+  const float point[] = {1.5f, -2.0f, 1e6f};
+  std::memcpy(&vrt[40], point, sizeof point);
+  const auto x = static_cast<std::int64_t>(compressMember(text("x")).size());
+  const std::string twelve = "twelve bytes", overwrite = "' would overwrite the member of that name";
+  struct Case {
+    Member member;
+    Status status;
+    std::string said;
+  };
+  const Case cases[] = {
+      {{"short.bin", text(twelve), 13}, Status::Failed, "inflates to 12 bytes, not the recorded 13"},
+      {{"long.bin", text(twelve), 11}, Status::Failed, "inflates to more than its recorded 11 bytes"},
+      {{"bomb.bin", text("x"), 1032 * x + 1}, Status::Failed, "records " + std::to_string(1032 * x + 1) +
+           " bytes inflated from " + std::to_string(x) + " compressed, more than zlib can produce"},
+      {{"edge.bin", text("x"), 1032 * x}, Status::Failed, "inflates to 1 bytes, not the recorded " + std::to_string(1032 * x)},
+      {{"cut.bin", cut, 18, true}, Status::Failed, "is not a complete zlib stream"},
+      {{"empty.bin", {}}, Status::Ready, ""},
+      {{"../up", text("1")}, Status::Refused, "the name contains \"..\""},
+      {{"grass.btc", text("BTCV")}, Status::Ready, "its converted file 'grass.btc.tga" + overwrite},
+      {{"grass.btc", text("again")}, Status::Refused, "an earlier member has the same name"},
+      {{"hole.vrt", vrt}, Status::Ready, "hole.vrt.txt"},
+      {{"taken.vrt", vrt}, Status::Ready, "its converted file 'taken.vrt.txt" + overwrite},
+      {{"taken.vrt.txt", text("mine")}, Status::Ready, ""},
+      {{"grass.btc.tga", text("image")}, Status::Ready, ""},
+  };
+  std::vector<Member> members;
+  for (const auto& c : cases) members.push_back(c.member);
+  const auto archive = rawArchive(members), single = rawArchive({{"a.btc", text("BTCV")}});
+  const ArchiveUnpacker unpacker(archive, true);
+  ASSERT_EQ(unpacker.memberCount(), std::size(cases));
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    const auto m = unpacker.member(i);
+    EXPECT_EQ(m.status, cases[i].status) << i;
+    EXPECT_EQ(m.status != Status::Ready ? m.problem : m.vertexTextName.value_or(m.conversionProblem), cases[i].said);
+    EXPECT_EQ(m.data.size(), m.status == Status::Ready ? cases[i].member.data.size() : 0) << i;
+  }
+  EXPECT_EQ(unpacker.member(9).vertexText, "1.5,-2,1e+06\n");
+  EXPECT_FALSE(unpacker.member(7).btcTgaName);
+  EXPECT_FALSE(ArchiveUnpacker(archive, false).member(9).vertexTextName);
+  EXPECT_EQ(ArchiveUnpacker(single, true).member(0).btcTgaName, "a.btc.tga");
+}
+
+TEST(ArchivePacker, RefusesWhatAnArchiveCannotHold) {
+  ArchivePacker packer;
+  packer.add(std::string(31, 'n'), {});
+  for (const std::string& name : {std::string(32, 'n'), std::string("../up"), std::string(31, 'n'), std::string("a:b")})
+    EXPECT_THROW(packer.add(name, {}), Error) << name;
+  EXPECT_EQ(packer.memberCount(), 1u);
+  EXPECT_THROW(CourseArchiveWriter().addMember(std::string(32, 'w'), {}, 0), Error);
+  EXPECT_EQ(parsePackOrder("a\r\n\r\nb"), (std::vector<std::string>{"a", "b"}));  // the last line unended
+  EXPECT_THROW(parsePackOrder("a\nb\na\n"), Error);
+}
+
+// The sample course's listing, checked by hand, and the escapes of a hostile name.
+TEST(ArchiveListing, BothForms) {
+  const auto course = readFile(std::string(VELLMARK_TEST_DATA_DIR) + "/../../samples/sample_course.arc");
+  const auto listing = listArchive(course, openCourseArchive(course));
+  EXPECT_EQ(sha256Hex(text(listingTable(listing))), "cd17139b2b7af90f021f1e03f098e57eb4fa12b5f3995e365a91778aa410d74f");
+  EXPECT_EQ(sha256Hex(text(listingJson(listing))), "30973db2db003d30a650825d699055836c765ca6273d72b61d16f5b1d6878282");
+  const auto odd = rawArchive({{"a\"b\\c\x01\xE9", text("plain text")}});
+  const auto oddListing = listArchive(odd, openCourseArchive(odd));
+  EXPECT_NE(listingTable(oddListing).find(R"(a"b\x5Cc\x01\xE9)"), std::string::npos) << listingTable(oddListing);
+  EXPECT_NE(listingJson(oddListing).find(R"("name": "a\"b\\c\u0001\u00E9", "offset": 16)"), std::string::npos);
+  EXPECT_EQ(listingJson({}), "[]\n");
+}

@@ -1,0 +1,138 @@
+#include "tools/archive_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "archive/course_archive.h"
+#include "archive/zlib_member.h"
+#include "support/sha256.h"
+#include "support/test_support.h"
+#include "tools/messages.h"
+
+using namespace vellmark;
+using namespace vellmark::test;
+namespace fs = std::filesystem;
+
+namespace {
+
+using ByteVector = std::vector<std::uint8_t>;
+using Names = std::vector<std::string>;
+
+ByteVector text(const std::string& s) { return {s.begin(), s.end()}; }
+
+ByteVector sampleCourse() {
+  return readFile(std::string(VELLMARK_TEST_DATA_DIR) + "/../../samples/sample_course.arc");
+}
+
+ByteVector archiveOf(const std::vector<std::pair<std::string, ByteVector>>& members) {
+  CourseArchiveWriter writer;
+  for (const auto& [name, data] : members)
+    writer.addMember(name, compressMember(data), static_cast<std::uint32_t>(data.size()));
+  return std::move(writer).finish();
+}
+
+Names filesIn(const fs::path& folder) {
+  Names names;
+  for (const auto& e : fs::recursive_directory_iterator(folder)) names.push_back(fs::relative(e.path(), folder));
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+Names memberNames(const ByteVector& archive) {
+  Names names;
+  for (const auto& r : readArchiveDirectory(archive).records) names.push_back(r.name);
+  return names;
+}
+
+}  // namespace
+
+// The sample course unpacked with conversion; its converted files were checked by hand.
+TEST(ArchiveFolder, SampleCourseUnpacksAndPacksBack) {
+  ScratchDir dir;
+  RecordingHost host;
+  const auto course = sampleCourse();
+  const auto report = unpackArchive(host, course, dir.file("out"), true);
+  EXPECT_EQ(std::vector<std::size_t>({report.written, report.converted, report.refused, report.failed}),
+            std::vector<std::size_t>({10, 2, 0, 0}));
+  EXPECT_EQ(filesIn(dir.path() / "out"),
+            (Names{"Panorama.btc", "coin.wav", "horizon1.tga", "horizon2.tga", "horizon3.tga", "hull.btc", "hull.btc.tga",
+                   "objects.dat", "scarecrow.tga", "sky.jpg", "terrain.vrt", "terrain.vrt.txt"}));
+  EXPECT_EQ(sha256Hex(readFile(dir.path() / "out/hull.btc.tga")),
+            "08c50a3cf033b52e7d30f59479af2fe2e0bc8e85889f2dfc3ae050361f37f20b");
+  EXPECT_EQ(sha256Hex(readFile(dir.path() / "out/terrain.vrt.txt")),
+            "7b0999977a2498a9f038114729824e611bdbbec793ff3cea383d6e93eb230767");
+  EXPECT_TRUE(host.boxes.empty());
+  // Packed again in its own order (blank lines and CRLF endings are fine), every member
+  // file comes back into the same archive byte for byte.
+  std::string order = "\r\n";
+  for (const auto& name : memberNames(course)) order += name + "\r\n";
+  writeFile(dir.file("order.txt"), text(order));
+  EXPECT_EQ(packFolder(dir.file("out"), dir.file("again.arc"), dir.file("order.txt")).members, 10u);
+  EXPECT_EQ(readFile(dir.file("again.arc")), course);
+}
+
+TEST(ArchiveFolder, UnpackWritesNothingOutsideTheFolderAndReportsEveryMember) {
+  ScratchDir dir;
+  const fs::path out = dir.path() / "out";
+  fs::create_directories(out);
+  fs::create_symlink(dir.path() / "victim", out / "link.bin");  // planted by someone else
+  writeFile(out / "bad.btc.tga", text("left over from an earlier run"));
+  auto rejected = solidBtcFile(4, 0, {0, 0, 0, 0});
+  const auto archive = archiveOf({{"../escape.bin", text("1")}, {"sub/inner.bin", text("2")}, {"ok.bin", text("good")},
+                                  {"ok.bin", text("again")}, {"link.bin", text("through the link")},
+                                  {"bad.btc", rejected}, {"x.vrt", bytes({2, 0, 0, 0, 2, 0, 0, 0})},
+                                  {"x.vrt.txt", text("mine")}});
+  RecordingHost host;
+  const auto report = unpackArchive(host, archive, out.string(), true);
+  EXPECT_EQ(std::vector<std::size_t>({report.written, report.converted, report.refused, report.failed}),
+            std::vector<std::size_t>({4, 0, 3, 1}));
+  const Names problems = {"member 0 '../escape.bin' refused: the name contains \"..\"",
+                          "member 1 'sub/inner.bin' refused: the name contains a path separator",
+                          "member 3 'ok.bin' refused: an earlier member has the same name",
+                          "member 4 'link.bin' failed: 'link.bin' is a symbolic link in the output folder; not "
+                          "written through it",
+                          "member 5 'bad.btc' not converted: BTC2TGA made no 'bad.btc.tga'",
+                          "member 6 'x.vrt' not converted: its converted file 'x.vrt.txt' would overwrite the "
+                          "member of that name"};
+  EXPECT_EQ(report.problems, problems);
+  EXPECT_EQ(host.boxes, (std::vector<RecordingHost::Box>{{messages::kInvalidBtcCaption, messages::kInvalidBtcText}}));
+  EXPECT_EQ(filesIn(dir.path()), (Names{"out", "out/bad.btc", "out/link.bin", "out/ok.bin", "out/x.vrt", "out/x.vrt.txt"}));
+  EXPECT_EQ(readFile(out / "ok.bin"), text("good"));
+
+  // A cut archive is refused whole, before its folder is made.
+  const ByteVector cut(archive.begin(), archive.end() - 1);
+  EXPECT_THROW(unpackArchive(host, cut, dir.file("never"), false), Error);
+  EXPECT_FALSE(fs::exists(dir.path() / "never"));
+
+  // The program: problems on standard error, counts on standard output, status 1.
+  writeFile(dir.file("a.arc"), archive);
+  const auto run = runCli({"unpack", dir.file("a.arc"), dir.file("cli")});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "members: 5 written, 0 converted, 3 refused, 0 failed\n");
+  EXPECT_EQ(run.err.substr(0, 67), "vellmark: member 0 '../escape.bin' refused: the name contains \"..\"\n");
+  for (const Names& bad : {Names{"list", dir.file("a.arc"), "--all"}, Names{"pack", dir.file("out"), "x", "--order"},
+                           Names{"unpack", dir.file("a.arc")}, Names{"list", dir.file("absent.arc")}})
+    EXPECT_EQ(runCli(bad).status, 2) << bad[0];
+}
+
+TEST(ArchiveFolder, PackTakesSortedRegularFilesOrTheOrderFilesNamesOnly) {
+  ScratchDir dir;
+  fs::create_directories(dir.path() / "in" / "subfolder");
+  for (const char* name : {"b.wav", "a.tga", "C.jpg", "empty"})
+    writeFile(dir.path() / "in" / name, text(name[0] == 'e' ? "" : name));
+  writeFile(dir.path() / "secret", text("outside"));
+
+  const auto sorted = packFolder(dir.file("in"), dir.file("in/self.arc"), std::nullopt);
+  EXPECT_EQ(sorted.members, 4u);
+  EXPECT_EQ(sorted.skipped, Names{"subfolder"});
+  EXPECT_EQ(memberNames(readFile(dir.file("in/self.arc"))), (Names{"C.jpg", "a.tga", "b.wav", "empty"}));
+  packFolder(dir.file("in"), dir.file("in/self.arc"), std::nullopt);  // the archive leaves itself out
+  EXPECT_EQ(memberNames(readFile(dir.file("in/self.arc"))).size(), 4u);
+
+  writeFile(dir.file("order.txt"), text("b.wav\n../secret\n"));
+  EXPECT_THROW(packFolder(dir.file("in"), dir.file("bad.arc"), dir.file("order.txt")), Error);
+  EXPECT_THROW(packFolder(dir.file("absent"), dir.file("bad.arc"), std::nullopt), Error);
+  EXPECT_FALSE(fs::exists(dir.file("bad.arc")));
+}
