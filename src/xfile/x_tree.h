@@ -72,7 +72,7 @@ struct XTree {
 inline constexpr std::uint32_t kMaxObjectDepth = 200;
 
 // Parses an uncompressed body (the bytes after the header, or the inflated MSZIP blocks).
-// The tree refers into `body`, which must outlive it. Throws XFileError(kParseError).
+// The tree refers into `body`, which must outlive it. Raises Error with result code kParseError.
 XTree parseXBody(std::span<const std::uint8_t> body, const XHeader& header);
 
 XRole roleOfType(std::string_view typeName);
