@@ -1,0 +1,143 @@
+// The LZW coder against a decoder written here from the stream's rules (codes of 9 to 13
+// bits, least significant bit first, clear 256, end 257, the width growing one code late),
+// and against hand-computed bit layouts.
+#include "mesh/lzw.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "support/test_support.h"
+
+using namespace vellmark;
+using namespace vellmark::test;
+
+namespace {
+
+struct BitReader {
+  const std::vector<std::uint8_t>& bytes;
+  std::size_t position = 0;
+  int read(int bits) {  // -1 past the end
+    if (position + bits > 8 * bytes.size()) return -1;
+    int value = 0;
+    for (int i = 0; i < bits; ++i, ++position) value |= ((bytes[position / 8] >> (position % 8)) & 1) << i;
+    return value;
+  }
+};
+
+// A plain decoder. Its table is one entry behind the coder's, so codes widen once the table
+// holds 2^width entries. Returns the bytes, and in `bitsUsed` where the end code ends.
+std::vector<std::uint8_t> lzwDecode(const std::vector<std::uint8_t>& stream, std::size_t& bitsUsed) {
+  std::vector<std::uint8_t> out, previous;
+  std::vector<std::vector<std::uint8_t>> table;
+  BitReader in{stream};
+  auto reset = [&] {
+    table.assign(258, {});
+    for (int i = 0; i < 256; ++i) table[i] = {static_cast<std::uint8_t>(i)};
+  };
+  reset();
+  int width = 9;
+  for (int code; (code = in.read(width)) != 257;) {
+    if (code == 256) {
+      reset();
+      width = 9;
+      previous.clear();
+      continue;
+    }
+    if (code < 0 || code > static_cast<int>(table.size()) || (code == static_cast<int>(table.size()) && previous.empty()))
+      throw std::runtime_error("bad code " + std::to_string(code));
+    std::vector<std::uint8_t> entry = code < static_cast<int>(table.size()) ? table[code] : previous;
+    if (code == static_cast<int>(table.size())) entry.push_back(previous[0]);
+    if (!previous.empty() && table.size() < 8192) table.push_back(previous), table.back().push_back(entry[0]);
+    out.insert(out.end(), entry.begin(), entry.end());
+    previous = entry;
+    if (width < 13 && table.size() >= (1u << width)) ++width;
+  }
+  bitsUsed = in.position;
+  return out;
+}
+
+// Bytes in which no pair of neighbours repeats: every byte after the first makes a new
+// dictionary string, so every byte emits exactly one single-byte code.
+std::vector<std::uint8_t> distinctPairs(std::size_t length) {
+  std::vector<std::uint8_t> out = {0};
+  std::set<std::pair<int, int>> used;
+  for (int c = 0; out.size() < length && c < 256; ++c) {
+    const int next = (out.back() + 1 + c) % 256;
+    if (used.insert({out.back(), next}).second) out.push_back(static_cast<std::uint8_t>(next)), c = -1;
+  }
+  return out;
+}
+
+}  // namespace
+
+TEST(Lzw, EmptyInputAndOneByteAtNineBits) {
+  EXPECT_EQ(lzwCompress({}), bytes({0x00, 0x03, 0x02}));  // clear, end
+  const std::uint8_t a = 0x41;  // 256, 65, 257 at 9 bits each
+  EXPECT_EQ(lzwCompress(Bytes(&a, 1)), bytes({0x00, 0x83, 0x04, 0x04}));
+}
+
+TEST(Lzw, RoundTripsRandomRealAndRepetitiveData) {
+  const auto random = patternPixels(300, 300, 11);  // 360,000 bytes: many dictionary fills
+  std::vector<std::uint8_t> lowEntropy(random.size());
+  for (std::size_t i = 0; i < random.size(); ++i) lowEntropy[i] = random[i] % 3;
+  for (const auto& input : {random, lowEntropy, std::vector<std::uint8_t>(100000, 7),  // long runs: KwKwK
+                            loadData("textures/fabric_check_128x128_cm8.tga")}) {
+    const auto stream = lzwCompress(input);
+    std::size_t bits = 0;
+    EXPECT_EQ(lzwDecode(stream, bits), input);
+    EXPECT_EQ((bits + 7) / 8, stream.size()) << "nothing after the end code";
+  }
+}
+
+TEST(Lzw, WidthGrowsOneCodeLateAndTheClearComesAtThirteenBits) {
+  const auto input = distinctPairs(9000);
+  ASSERT_EQ(input.size(), 9000u);
+  const auto stream = lzwCompress(input);
+  // Code j (1-based after the first clear) is emitted while nextCode is 257 + j, and is one
+  // bit wider only after the code emitted at nextCode 512, 1024, 2048 or 4096.
+  BitReader in{stream};
+  ASSERT_EQ(in.read(9), 256);
+  for (int j = 1; j <= 7935; ++j) {
+    const int width = j <= 255 ? 9 : j <= 767 ? 10 : j <= 1791 ? 11 : j <= 3839 ? 12 : 13;
+    ASSERT_EQ(in.read(width), input[j - 1]) << "code " << j;
+  }
+  EXPECT_EQ(in.read(13), 256);  // nextCode reached 8192: the clear at 13 bits, then 9 again
+  for (int j = 7936; j < 7936 + 255; ++j) ASSERT_EQ(in.read(9), input[j - 1]) << "code " << j;
+  EXPECT_EQ(in.read(10), input[7936 + 255 - 1]);
+}
+
+TEST(Lzw, WritesChunksOf255BytesAndReportsAShortOne) {
+  struct Sink : ByteSink {
+    std::vector<std::size_t> sizes;
+    std::size_t takeShort = 0;  // 1-based chunk that is taken one byte short
+    std::size_t write(const std::uint8_t*, std::size_t size) override {
+      sizes.push_back(size);
+      return sizes.size() == takeShort ? size - 1 : size;
+    }
+  };
+  const auto input = patternPixels(40, 40, 2);
+  Sink whole;
+  LzwEncoder encoder(whole);
+  for (auto b : input) ASSERT_TRUE(encoder.put(b));
+  ASSERT_TRUE(encoder.end());
+  ASSERT_GE(whole.sizes.size(), 3u);
+  for (std::size_t i = 0; i + 1 < whole.sizes.size(); ++i) EXPECT_EQ(whole.sizes[i], 255u);
+  EXPECT_LE(whole.sizes.back(), 255u);
+
+  // The put that fills the short chunk fails, and nothing is written after it.
+  Sink cut;
+  cut.takeShort = 2;
+  LzwEncoder failing(cut);
+  std::size_t accepted = 0;
+  while (accepted < input.size() && failing.put(input[accepted])) ++accepted;
+  EXPECT_LT(accepted, input.size());
+  EXPECT_FALSE(failing.end());
+  EXPECT_EQ(cut.sizes.size(), 2u);
+  // The end's own last chunk, taken short, is reported too.
+  Sink last;
+  last.takeShort = whole.sizes.size();
+  LzwEncoder ending(last);
+  for (auto b : input) ASSERT_TRUE(ending.put(b));
+  EXPECT_FALSE(ending.end());
+}
