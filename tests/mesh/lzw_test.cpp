@@ -107,37 +107,38 @@ TEST(Lzw, WidthGrowsOneCodeLateAndTheClearComesAtThirteenBits) {
   EXPECT_EQ(in.read(10), input[7936 + 255 - 1]);
 }
 
+// The coder writes chunks of 255 bytes; the put or end whose chunk is taken short fails,
+// and nothing is written after it.
 TEST(Lzw, WritesChunksOf255BytesAndReportsAShortOne) {
   struct Sink : ByteSink {
     std::vector<std::size_t> sizes;
-    std::size_t takeShort = 0;  // 1-based chunk that is taken one byte short
+    std::size_t shortChunk = 0;  // 1-based; 0 for none
     std::size_t write(const std::uint8_t*, std::size_t size) override {
       sizes.push_back(size);
-      return sizes.size() == takeShort ? size - 1 : size;
+      return size - (sizes.size() == shortChunk);
     }
   };
   const auto input = patternPixels(40, 40, 2);
-  Sink whole;
-  LzwEncoder encoder(whole);
-  for (auto b : input) ASSERT_TRUE(encoder.put(b));
-  ASSERT_TRUE(encoder.end());
-  ASSERT_GE(whole.sizes.size(), 3u);
-  for (std::size_t i = 0; i + 1 < whole.sizes.size(); ++i) EXPECT_EQ(whole.sizes[i], 255u);
-  EXPECT_LE(whole.sizes.back(), 255u);
-
-  // The put that fills the short chunk fails, and nothing is written after it.
-  Sink cut;
-  cut.takeShort = 2;
-  LzwEncoder failing(cut);
-  std::size_t accepted = 0;
-  while (accepted < input.size() && failing.put(input[accepted])) ++accepted;
-  EXPECT_LT(accepted, input.size());
-  EXPECT_FALSE(failing.end());
-  EXPECT_EQ(cut.sizes.size(), 2u);
-  // The end's own last chunk, taken short, is reported too.
-  Sink last;
-  last.takeShort = whole.sizes.size();
-  LzwEncoder ending(last);
-  for (auto b : input) ASSERT_TRUE(ending.put(b));
-  EXPECT_FALSE(ending.end());
+  const auto run = [&](std::size_t shortChunk) {
+    Sink sink;
+    sink.shortChunk = shortChunk;
+    LzwEncoder encoder(sink);
+    std::size_t accepted = 0;
+    while (accepted < input.size() && encoder.put(input[accepted])) ++accepted;
+    const bool ended = encoder.end();
+    return std::tuple(sink.sizes, accepted, ended);
+  };
+  const auto [sizes, all, ended] = run(0);
+  EXPECT_EQ(all, input.size());
+  EXPECT_TRUE(ended);
+  ASSERT_GE(sizes.size(), 3u);
+  EXPECT_EQ(std::vector<std::size_t>(sizes.begin(), sizes.end() - 1), std::vector<std::size_t>(sizes.size() - 1, 255));
+  EXPECT_LE(sizes.back(), 255u);
+  const auto [middleSizes, middleAccepted, middleEnded] = run(2);
+  EXPECT_EQ(middleSizes.size(), 2u);
+  EXPECT_LT(middleAccepted, input.size());
+  EXPECT_FALSE(middleEnded);
+  const auto [lastSizes, lastAccepted, lastEnded] = run(sizes.size());
+  EXPECT_EQ(lastAccepted, input.size());
+  EXPECT_FALSE(lastEnded);
 }

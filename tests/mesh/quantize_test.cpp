@@ -1,6 +1,6 @@
 // The palette quantizer against a literal model of the game's algorithm (a flat histogram,
 // slice-by-slice sweeps over it, the four heap repairs): the quantizer is the same rule over
-// the distinct colours only, so any difference is a fault. Plus the alpha and tie rules.
+// the distinct colours only, so any difference is a fault. Plus the edge and tie rules.
 #include "mesh/quantize.h"
 
 #include <gtest/gtest.h>
@@ -170,19 +170,6 @@ TEST(Quantizer, MatchesTheLiteralAlgorithm) {
     EXPECT_EQ(fast.palette, model.palette) << c.what;
     EXPECT_EQ(fast.pixels, model.pixels) << c.what;
   }
-}
-
-TEST(Quantizer, AlphaRules) {
-  const struct {
-    std::array<std::uint8_t, 4> bgra;
-    std::optional<std::array<std::uint8_t, 3>> colour;
-  } cases[] = {
-      {{10, 20, 30, 63}, std::nullopt},
-      {{200, 100, 50, 64}, std::array<std::uint8_t, 3>{255, 255, 199}},  // bytes above alpha limited, then scaled
-      {{32, 16, 8, 128}, std::array<std::uint8_t, 3>{63, 31, 15}},
-      {{1, 2, 250, 255}, std::array<std::uint8_t, 3>{1, 2, 250}},
-  };
-  for (const auto& c : cases) EXPECT_EQ(opaqueColour(c.bgra.data()), c.colour) << int(c.bgra[3]);
 }
 
 TEST(Quantizer, OneColourNoColourAndTies) {
