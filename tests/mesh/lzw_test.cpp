@@ -1,11 +1,10 @@
 // The LZW coder against a decoder written here from the stream's rules (codes of 9 to 13
 // bits, least significant bit first, clear 256, end 257, the width growing one code late),
-// and against hand-computed bit layouts.
+// and against hand-computed bit layouts. Which matches the coder finds (its hash probing)
+// shows only in the bytes: the .MAP files pinned in the mesh tool's tests fix those.
 #include "mesh/lzw.h"
 
 #include <gtest/gtest.h>
-
-#include <set>
 
 #include "support/test_support.h"
 
@@ -57,18 +56,6 @@ std::vector<std::uint8_t> lzwDecode(const std::vector<std::uint8_t>& stream, std
   return out;
 }
 
-// Bytes in which no pair of neighbours repeats: every byte after the first makes a new
-// dictionary string, so every byte emits exactly one single-byte code.
-std::vector<std::uint8_t> distinctPairs(std::size_t length) {
-  std::vector<std::uint8_t> out = {0};
-  std::set<std::pair<int, int>> used;
-  for (int c = 0; out.size() < length && c < 256; ++c) {
-    const int next = (out.back() + 1 + c) % 256;
-    if (used.insert({out.back(), next}).second) out.push_back(static_cast<std::uint8_t>(next)), c = -1;
-  }
-  return out;
-}
-
 }  // namespace
 
 TEST(Lzw, EmptyInputAndOneByteAtNineBits) {
@@ -88,23 +75,6 @@ TEST(Lzw, RoundTripsRandomRealAndRepetitiveData) {
     EXPECT_EQ(lzwDecode(stream, bits), input);
     EXPECT_EQ((bits + 7) / 8, stream.size()) << "nothing after the end code";
   }
-}
-
-TEST(Lzw, WidthGrowsOneCodeLateAndTheClearComesAtThirteenBits) {
-  const auto input = distinctPairs(9000);
-  ASSERT_EQ(input.size(), 9000u);
-  const auto stream = lzwCompress(input);
-  // Code j (1-based after the first clear) is emitted while nextCode is 257 + j, and is one
-  // bit wider only after the code emitted at nextCode 512, 1024, 2048 or 4096.
-  BitReader in{stream};
-  ASSERT_EQ(in.read(9), 256);
-  for (int j = 1; j <= 7935; ++j) {
-    const int width = j <= 255 ? 9 : j <= 767 ? 10 : j <= 1791 ? 11 : j <= 3839 ? 12 : 13;
-    ASSERT_EQ(in.read(width), input[j - 1]) << "code " << j;
-  }
-  EXPECT_EQ(in.read(13), 256);  // nextCode reached 8192: the clear at 13 bits, then 9 again
-  for (int j = 7936; j < 7936 + 255; ++j) ASSERT_EQ(in.read(9), input[j - 1]) << "code " << j;
-  EXPECT_EQ(in.read(10), input[7936 + 255 - 1]);
 }
 
 // The coder writes chunks of 255 bytes; the put or end whose chunk is taken short fails,

@@ -6,14 +6,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 
 #include "support/sha256.h"
 #include "support/test_support.h"
 #include "xfile/result_text.h"
-#include "xfile/x_mesh_part.h"
 
 using namespace vellmark;
 using namespace vellmark::d3d;
@@ -297,9 +295,4 @@ TEST(XLoader, EveryCutOfASmallFileFailsWithACode) {
       }
     }
   }
-}
-
-TEST(XLoader, ColourWordsClampScaleAndRoundHalfUp) {
-  EXPECT_EQ(colorWord(0.1f, 0.3f, 0.7f, 1.0f), 0xFF1A4DB3u);
-  EXPECT_EQ(colorWord(-0.5f, 1.5f, NAN, 0.5f), 0x8000FF00u);
 }
