@@ -95,6 +95,17 @@ TEST(MapFile, EveryCutOfATextureIsRefused) {
   EXPECT_FALSE(decodeMapTexture(wide));
 }
 
+// Palette entries with red and blue of 240 or more and green of 16 or less are the key
+// colour: their pixels become index 0. One step outside any bound is not.
+TEST(MapFile, KeyColourBoundaries) {
+  // B, G, R, A: the key corner, then one step out on red, green and blue.
+  const auto texture = decodeMapTexture(makeTga(4, 1, 32, 0x20, {240, 16, 240, 255, 240, 16, 239, 255, 240, 17, 240, 255, 239, 16, 240, 255}));
+  ASSERT_TRUE(texture);
+  EXPECT_EQ(texture->pixels[0], 0);
+  for (int i = 1; i < 4; ++i) EXPECT_NE(texture->pixels[i], 0) << i;
+  EXPECT_EQ(std::vector<std::uint8_t>(texture->palette.begin(), texture->palette.begin() + 4), bytes({255, 0, 255, 255}));
+}
+
 TEST(MapFile, AShortWriteStopsTheWriterThere) {
   struct ShortSink : MemoryMapSink {
     std::size_t writes = 0, shortAt = 0;
