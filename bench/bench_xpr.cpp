@@ -10,8 +10,8 @@
 #include <random>
 
 #include "xbox/xpr_bundle.h"
-#include "support/xpr_writer.h"
-#include "tools/xpr_to_tga.h"
+#include "xpr_writer.h"
+#include "xbox/xpr_level.h"
 
 namespace {
 

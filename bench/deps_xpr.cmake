@@ -1,2 +1,2 @@
-# The benchmark builds its bundles with the tests' bundle writer.
-target_sources(bench_xpr PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/xpr_writer.cpp)
+# The benchmark builds its bundles with its own bundle writer.
+target_sources(bench_xpr PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/xpr_writer.cpp)

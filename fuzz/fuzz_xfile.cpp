@@ -11,7 +11,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::vector<std::uint8_t> copy(data, data + size);
   copy.shrink_to_fit();
   vellmark::d3d::LoadedMesh loaded;
-  if (vellmark::d3d::loadMeshFromX(copy, loaded) != vellmark::d3d::kOk) return 0;
+  try {
+    loaded = vellmark::d3d::loadXFile(copy);
+  } catch (const vellmark::Error& e) {
+    if (e.resultCode() == 0) std::abort();  // every failure of the loader carries its code
+    return 0;
+  }
   const auto& mesh = loaded.mesh;
   if (mesh.vertexCount == 0 || mesh.vertexCount > 65535) std::abort();
   if (mesh.vertices.size() != static_cast<std::size_t>(mesh.vertexCount) * mesh.stride) std::abort();

@@ -6,7 +6,7 @@
 
 #include "base/error.h"
 #include "xbox/xpr_bundle.h"
-#include "tools/xpr_to_tga.h"
+#include "xbox/xpr_level.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::vector<std::uint8_t> copy(data, data + size);

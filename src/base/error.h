@@ -4,6 +4,7 @@
 // the file, field or argument and the reason.
 #pragma once
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 
@@ -19,11 +20,16 @@ enum class ErrorKind {
 
 class Error : public std::runtime_error {
  public:
-  Error(ErrorKind kind, const std::string& message) : std::runtime_error(message), kind_(kind) {}
+  Error(ErrorKind kind, const std::string& message, std::int32_t resultCode = 0)
+      : std::runtime_error(message), kind_(kind), resultCode_(resultCode) {}
   ErrorKind kind() const noexcept { return kind_; }
+  // The result code a caller shows the user for this failure (the .x loader's codes, whose
+  // texts the mesh tool puts in its box); 0 when the failure has none.
+  std::int32_t resultCode() const noexcept { return resultCode_; }
 
  private:
   ErrorKind kind_;
+  std::int32_t resultCode_;
 };
 
 [[noreturn]] inline void fail(ErrorKind kind, const std::string& message) { throw Error(kind, message); }

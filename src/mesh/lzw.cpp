@@ -5,7 +5,7 @@
 
 namespace vellmark {
 
-LzwEncoder::LzwEncoder(ByteSink& sink, Host& host) : sink_(sink), host_(host) {
+LzwEncoder::LzwEncoder(ByteSink& sink) : sink_(sink) {
   clearTable();
   emit(kLzwClearCode);
 }
@@ -13,11 +13,8 @@ LzwEncoder::LzwEncoder(ByteSink& sink, Host& host) : sink_(sink), host_(host) {
 void LzwEncoder::clearTable() { std::fill(std::begin(codes_), std::end(codes_), std::uint16_t{0}); }
 
 void LzwEncoder::flush() {
-  if (buffered_ == 0) return;
-  if (sink_.write(buffer_, buffered_) != buffered_) {
-    host_.print(kLzwWriteErrorText);
-    host_.exitProcess(1);
-  }
+  if (buffered_ == 0 || shortWrite_) return;
+  if (sink_.write(buffer_, buffered_) != buffered_) shortWrite_ = true;
   buffered_ = 0;
 }
 
@@ -42,18 +39,18 @@ void LzwEncoder::emit(std::uint16_t code) {
   }
 }
 
-void LzwEncoder::put(std::uint8_t k) {
+bool LzwEncoder::put(std::uint8_t k) {
   if (firstByte_) {
     prefix_ = k;
     firstByte_ = false;
-    return;
+    return !shortWrite_;
   }
   int slot = static_cast<std::uint16_t>((k << 5) + prefix_);
   if (slot >= kLzwCodeLimit) slot -= kLzwCodeLimit;
   if (codes_[slot] != 0) {
     if (prefixes_[slot] == prefix_ && suffixes_[slot] == k) {
       prefix_ = codes_[slot];
-      return;
+      return !shortWrite_;
     }
     const int step = slot == 0 ? 1 : kLzwHashSlots - slot;
     for (;;) {
@@ -62,7 +59,7 @@ void LzwEncoder::put(std::uint8_t k) {
       if (codes_[slot] == 0) break;
       if (prefixes_[slot] == prefix_ && suffixes_[slot] == k) {
         prefix_ = codes_[slot];
-        return;
+        return !shortWrite_;
       }
     }
   }
@@ -79,20 +76,22 @@ void LzwEncoder::put(std::uint8_t k) {
     suffixes_[slot] = k;
   }
   prefix_ = k;
+  return !shortWrite_;
 }
 
-void LzwEncoder::end() {
+bool LzwEncoder::end() {
   if (!firstByte_) emit(prefix_);
   emit(kLzwEndCode);
   if (bitCount_ > 0) appendByte(static_cast<std::uint8_t>(accumulator_));
   flush();
+  return !shortWrite_;
 }
 
-std::vector<std::uint8_t> lzwCompress(Bytes data, Host& host) {
+std::vector<std::uint8_t> lzwCompress(Bytes data) {
   VectorSink sink;
-  auto encoder = std::make_unique<LzwEncoder>(sink, host);
-  for (std::uint8_t b : data) encoder->put(b);
-  encoder->end();
+  auto encoder = std::make_unique<LzwEncoder>(sink);
+  for (std::uint8_t b : data) (void)encoder->put(b);  // the memory sink takes every chunk
+  (void)encoder->end();
   return std::move(sink.bytes);
 }
 

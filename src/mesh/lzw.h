@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "base/host.h"
 #include "base/byte_reader.h"
 
 namespace vellmark {
@@ -20,7 +19,6 @@ inline constexpr std::uint16_t kLzwMaxBits = 13;
 inline constexpr std::uint16_t kLzwCodeLimit = 8192;  // the dictionary is full at this code
 inline constexpr int kLzwHashSlots = 10009;           // a prime above the 8192 codes
 inline constexpr std::size_t kLzwWriteChunk = 255;
-inline constexpr char kLzwWriteErrorText[] = "Output file write error";
 
 // Where the coder's chunks go. write returns how many bytes were taken.
 class ByteSink {
@@ -39,13 +37,13 @@ class VectorSink : public ByteSink {
 };
 
 // One compressed stream. Constructing it starts the stream (the clear code at 9 bits);
-// put feeds bytes; end finishes it. A chunk the sink does not take whole makes the coder
-// print "Output file write error" through `host` and end the process with status 1.
+// put feeds bytes; end finishes it. Both return false once the sink has taken a chunk
+// short: the stream is then broken, and the caller stops (the mesh tool ends the process).
 class LzwEncoder {
  public:
-  LzwEncoder(ByteSink& sink, Host& host);
-  void put(std::uint8_t byte);
-  void end();
+  explicit LzwEncoder(ByteSink& sink);
+  [[nodiscard]] bool put(std::uint8_t byte);
+  [[nodiscard]] bool end();
 
  private:
   void emit(std::uint16_t code);
@@ -54,7 +52,7 @@ class LzwEncoder {
   void clearTable();
 
   ByteSink& sink_;
-  Host& host_;
+  bool shortWrite_ = false;
   std::uint16_t codeBits_ = kLzwInitialBits;
   std::uint16_t maxCode_ = 511;
   std::uint16_t nextCode_ = kLzwFirstCode;
@@ -70,6 +68,6 @@ class LzwEncoder {
 };
 
 // The whole stream of `data` in memory.
-std::vector<std::uint8_t> lzwCompress(Bytes data, Host& host);
+std::vector<std::uint8_t> lzwCompress(Bytes data);
 
 }  // namespace vellmark

@@ -1,15 +1,9 @@
 #include "mesh/map_writer.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cstdio>
 #include <limits>
 #include <memory>
 
-#include "tools/messages.h"
-#include "base/file_io.h"
-#include "mesh/lzw.h"
 #include "mesh/quantize.h"
 
 namespace vellmark {
@@ -50,45 +44,11 @@ void applyKeyColour(MapTexture& t) {
   for (auto& p : t.pixels) p = table[p];
 }
 
-// The output file, written in place as the game's writer does (straight to the file, then
-// a seek back to rewrite the header and tables).
-class OutputFile : public ByteSink {
- public:
-  explicit OutputFile(const std::string& path) : file_(std::fopen(path.c_str(), "wb")) {}
-  ~OutputFile() override { close(); }
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
-  explicit operator bool() const { return file_ != nullptr; }
-  std::size_t write(const std::uint8_t* data, std::size_t size) override {
-    return size == 0 ? 0 : std::fwrite(data, 1, size, file_);
-  }
-  void writeWords(const std::vector<std::uint32_t>& words) {
-    std::vector<std::uint8_t> bytes(4 * words.size());
-    for (std::size_t i = 0; i < words.size(); ++i) storeU32(&bytes[4 * i], words[i]);
-    (void)write(bytes.data(), bytes.size());
-  }
-  std::uint32_t position() const { return static_cast<std::uint32_t>(std::ftell(file_)); }
-  void rewind() { std::fseek(file_, 0, SEEK_SET); }
-  void close() {
-    if (file_) std::fclose(file_);
-    file_ = nullptr;
-  }
-
- private:
-  std::FILE* file_;
-};
-
-bool fileExists(const std::string& path) {
-  struct stat info;
-  return ::stat(path.c_str(), &info) == 0;
-}
-
-std::optional<std::vector<std::uint8_t>> readTexture(const std::string& path) {
-  try {
-    return readWholeFile(path);
-  } catch (const Error&) {
-    return std::nullopt;
-  }
+void writeWords(ByteSink& out, const std::vector<std::uint32_t>& words) {
+  std::vector<std::uint8_t> bytes(4 * words.size());
+  for (std::size_t i = 0; i < words.size(); ++i) storeU32(&bytes[4 * i], words[i]);
+  // Only the compressed chunks are checked, as in the game's writer.
+  if (!bytes.empty()) (void)out.write(bytes.data(), bytes.size());
 }
 
 }  // namespace
@@ -204,9 +164,14 @@ SplitPath splitPath(const std::string& path) {
   return parts;
 }
 
-void writeMapFile(Host& host, std::span<const d3d::Material> materials, const std::string& path) {
-  OutputFile out(path);
-  if (!out) return;
+std::size_t MemoryMapSink::write(const std::uint8_t* data, std::size_t size) {
+  if (bytes.size() < at_ + size) bytes.resize(at_ + size);
+  std::copy_n(data, size, bytes.begin() + static_cast<std::ptrdiff_t>(at_));
+  at_ += size;
+  return size;
+}
+
+MapWriteEnd writeMapFile(MapSink& out, std::span<const d3d::Material> materials, const MapTextureSource& textureOf) {
   const auto m = static_cast<std::uint32_t>(materials.size());
   const std::uint32_t levels = kMapLevelsPerMaterial * m;
   std::vector<std::uint32_t> header(kMapHeaderSize / 4, 0);
@@ -215,11 +180,11 @@ void writeMapFile(Host& host, std::span<const d3d::Material> materials, const st
   std::vector<std::uint32_t> dataSizes(levels, 0);
   std::vector<std::uint32_t> reserved(kMapReservedRecordSize / 4 * m, 0);
   auto writeHeaderAndTables = [&] {
-    out.writeWords(header);
-    out.writeWords(levelTable);
-    out.writeWords(materialTable);
-    out.writeWords(dataSizes);
-    out.writeWords(reserved);
+    writeWords(out, header);
+    writeWords(out, levelTable);
+    writeWords(out, materialTable);
+    writeWords(out, dataSizes);
+    writeWords(out, reserved);
   };
   writeHeaderAndTables();
 
@@ -227,47 +192,32 @@ void writeMapFile(Host& host, std::span<const d3d::Material> materials, const st
     std::uint32_t* record = &materialTable[kMapMaterialRecordWords * material];
     record[0] = kMapLevelsPerMaterial;
     record[1] = 0;
-    const auto& name = materials[material].textureFilename;
-    if (!name) {
-      host.messageBox(messages::kMapErrorCaption, messages::kMissingTextureText);
-      return;
-    }
-    const SplitPath parts = splitPath(*name);
-    if (parts.extension != ".tga") {
-      host.messageBox(messages::kMapErrorCaption, messages::kTargaNotValidText);
-      host.messageBox(messages::kTriedTextureCaption, parts.joined());
-      return;
-    }
-    std::string texturePath = parts.joined();
-    if (!fileExists(texturePath))
-      if (auto chosen = host.openFileDialog(texturePath)) texturePath = *chosen;
-    std::optional<MapTexture> texture;
-    if (auto file = readTexture(texturePath)) texture = decodeMapTexture(*file);
-    if (!texture) {
-      host.messageBox(messages::kMapErrorCaption, messages::kCannotReadTextureText);
-      continue;
-    }
+    MapTextureLookup lookup = textureOf(materials[material]);
+    if (lookup.stop) return MapWriteEnd::Stopped;
+    if (!lookup.texture) continue;
+    MapTexture& texture = *lookup.texture;
 
     for (std::uint32_t j = 0; j < kMapLevelsPerMaterial; ++j) {
       const std::uint32_t level = kMapLevelsPerMaterial * material + j;
       record[2 + j] = level;
       std::uint32_t* levelRecord = &levelTable[kMapLevelRecordWords * level];
-      levelRecord[0] = static_cast<std::uint32_t>(texture->width);
-      levelRecord[1] = static_cast<std::uint32_t>(texture->height);
+      levelRecord[0] = static_cast<std::uint32_t>(texture.width);
+      levelRecord[1] = static_cast<std::uint32_t>(texture.height);
       levelRecord[2] = kMapBitsPerPixel;
       levelRecord[7] = out.position();
-      (void)out.write(texture->palette.data(), texture->palette.size());
+      (void)out.write(texture.palette.data(), texture.palette.size());
       const std::uint32_t dataAt = out.position();
       levelRecord[8] = dataAt;
       {
-        auto encoder = std::make_unique<LzwEncoder>(out, host);
-        for (std::uint8_t p : texture->pixels) encoder->put(p);
-        encoder->end();
+        auto encoder = std::make_unique<LzwEncoder>(out);
+        for (std::uint8_t p : texture.pixels)
+          if (!encoder->put(p)) return MapWriteEnd::ShortWrite;
+        if (!encoder->end()) return MapWriteEnd::ShortWrite;
       }
       dataSizes[level] = out.position() - dataAt;
       // The game halves once more after the last level and drops the result; nothing of
       // it reaches the file, so that pass is left out.
-      if (j + 1 < kMapLevelsPerMaterial) halveMapTexture(*texture);
+      if (j + 1 < kMapLevelsPerMaterial) halveMapTexture(texture);
     }
   }
 
@@ -280,6 +230,7 @@ void writeMapFile(Host& host, std::span<const d3d::Material> materials, const st
   header[6] = kMapHeaderSize + 168 * m;
   out.rewind();
   writeHeaderAndTables();
+  return MapWriteEnd::Complete;
 }
 
 }  // namespace vellmark

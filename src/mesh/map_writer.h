@@ -5,14 +5,15 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
-#include "xfile/mesh.h"
-#include "base/host.h"
 #include "base/byte_reader.h"
+#include "mesh/lzw.h"
+#include "xfile/mesh.h"
 
 namespace vellmark {
 
@@ -54,12 +55,44 @@ struct SplitPath {
 };
 SplitPath splitPath(const std::string& path);
 
-// Writes the .MAP file for `materials` at `path`, with the boxes and stops of the game's
-// writer: a material without a texture stops it ("Missing texture in object"), an extension
-// other than ".tga" stops it after two boxes, a texture that cannot be read is skipped
-// ("Cannot read Texture"). A texture that does not exist is asked for with the open-file
-// dialog; hosts without one keep the path. An output file that cannot be created is passed
-// over silently.
-void writeMapFile(Host& host, std::span<const d3d::Material> materials, const std::string& path);
+// Where the MAP encoder puts its bytes: written at the current position, which rewind()
+// sets back to the start so that the header and tables can be written over once the
+// levels are known (the game's writer works on its file in place that way).
+class MapSink : public ByteSink {
+ public:
+  virtual std::uint32_t position() const = 0;
+  virtual void rewind() = 0;
+};
+
+// The file in memory.
+class MemoryMapSink : public MapSink {
+ public:
+  std::vector<std::uint8_t> bytes;
+  std::size_t write(const std::uint8_t* data, std::size_t size) override;
+  std::uint32_t position() const override { return static_cast<std::uint32_t>(at_); }
+  void rewind() override { at_ = 0; }
+
+ private:
+  std::size_t at_ = 0;
+};
+
+// What becomes of one material's texture: its decoded image, nothing (the material keeps
+// empty levels), or the end of the file (the writer stops where it is).
+struct MapTextureLookup {
+  std::optional<MapTexture> texture;
+  bool stop = false;
+};
+using MapTextureSource = std::function<MapTextureLookup(const d3d::Material&)>;
+
+enum class MapWriteEnd {
+  Complete,    // header and tables written over with the final values
+  Stopped,     // the source stopped: the zero header and tables stay
+  ShortWrite,  // the sink took a compressed chunk short; nothing was written after it
+};
+
+// Writes the .MAP file of `materials` into `out`: the zeroed header and tables, then for
+// each material its four levels (palette, LZW indices) from `textureOf`, asked material by
+// material in order, and at last the header and tables again with their values.
+MapWriteEnd writeMapFile(MapSink& out, std::span<const d3d::Material> materials, const MapTextureSource& textureOf);
 
 }  // namespace vellmark

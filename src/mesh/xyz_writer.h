@@ -12,7 +12,6 @@ namespace vellmark {
 inline constexpr std::uint32_t kXyzHeaderWords = 24;
 inline constexpr std::uint32_t kXyzMeshBlockWords = 17;
 inline constexpr std::uint32_t kXyzVertexArrayOffset = 4 * (kXyzHeaderWords + kXyzMeshBlockWords);  // 164
-inline constexpr std::uint32_t kXyzFaceRecordSize = 12;
 
 // The whole .XYZ file of `mesh`. Positions are the first 12 bytes of each vertex; texture
 // coordinates come from where the mesh's vertex format puts them, and are 0, 0 for a mesh

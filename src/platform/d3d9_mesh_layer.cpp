@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "xfile/result_text.h"
+#include "base/error.h"
 #include "tools/open_direct_x.h"
 
 namespace vellmark::d3d {
@@ -45,8 +45,10 @@ HMODULE extensionLibrary() {
   return module;
 }
 
+[[noreturn]] void loadFailed(HRESULT hr) { throw Error(ErrorKind::Corrupt, "the extension library's mesh loader failed", hr); }
+
 // Copies what the writer reads out of the extension library's mesh and material buffer.
-HResult copyLoaded(ID3DXMesh* mesh, ID3DXBuffer* materialBuffer, DWORD materialCount, LoadedMesh& out) {
+HRESULT copyLoaded(ID3DXMesh* mesh, ID3DXBuffer* materialBuffer, DWORD materialCount, LoadedMesh& out) {
   LoadedMesh loaded;
   MeshData& m = loaded.mesh;
   m.fvf = mesh->GetFVF();
@@ -94,7 +96,7 @@ HResult copyLoaded(ID3DXMesh* mesh, ID3DXBuffer* materialBuffer, DWORD materialC
     loaded.materials.push_back(std::move(material));
   }
   out = std::move(loaded);
-  return kOk;
+  return S_OK;
 }
 
 class Direct3D9MeshLayer : public MeshLayer {
@@ -109,13 +111,13 @@ class Direct3D9MeshLayer : public MeshLayer {
     return deviceWindow_ != nullptr;
   }
 
-  HResult createDevice(const DeviceRequest& request) override {
+  bool createDevice(const DeviceRequest& request) override {
     HMODULE runtime = LoadLibraryA("d3d9.dll");
     auto create = runtime ? reinterpret_cast<CreateFunction>(
                                 reinterpret_cast<void*>(GetProcAddress(runtime, "Direct3DCreate9")))
                           : nullptr;
     IDirect3D9* direct3D = create ? create(D3D_SDK_VERSION) : nullptr;
-    if (!direct3D) return kFail;
+    if (!direct3D) return false;
     const PresentParameters& p = request.parameters;
     D3DPRESENT_PARAMETERS present = {};
     present.BackBufferWidth = p.backBufferWidth;
@@ -137,26 +139,26 @@ class Direct3D9MeshLayer : public MeshLayer {
     const HRESULT hr = direct3D->CreateDevice(request.adapter, static_cast<D3DDEVTYPE>(request.deviceType), nullptr,
                                               behaviour, &present, &device_);
     direct3D->Release();  // the device keeps its own reference
-    return hr;
+    return SUCCEEDED(hr);
   }
 
-  HResult loadMesh(const std::string& path, std::uint32_t options, LoadedMesh& out) override {
+  LoadedMesh loadMesh(const std::string& path, std::uint32_t options) override {
     HMODULE library = extensionLibrary();
     auto load = library ? reinterpret_cast<LoadMeshFunction>(
                               reinterpret_cast<void*>(GetProcAddress(library, "D3DXLoadMeshFromXA")))
                         : nullptr;
-    if (!load) return portableMeshLayer().loadMesh(path, options, out);
+    if (!load) return portableMeshLayer().loadMesh(path, options);
     ID3DXBuffer* materials = nullptr;
     DWORD materialCount = 0;
     ID3DXMesh* mesh = nullptr;
+    LoadedMesh out;
     HRESULT hr = load(path.c_str(), options, device_, nullptr, &materials, nullptr, &materialCount, &mesh);
     if (SUCCEEDED(hr)) hr = copyLoaded(mesh, materials, materialCount, out);
     if (mesh) mesh->Release();
     if (materials) materials->Release();
-    return hr;
+    if (FAILED(hr)) loadFailed(hr);
+    return out;
   }
-
-  std::string describe(HResult code) override { return describeResult(code); }
 
   void releaseDevice() override {
     if (device_) device_->Release();

@@ -8,7 +8,7 @@ namespace vellmark::d3d {
 
 // A real hidden window and Direct3D 9 device; meshes load through the extension library's
 // load-mesh-from-.x function when one of its versions is installed, else through the
-// portable loader. Result texts come from the same table in both cases.
+// portable loader. Failures carry the loader's result code in both cases.
 MeshLayer& direct3D9MeshLayer();
 
 }  // namespace vellmark::d3d

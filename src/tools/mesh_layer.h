@@ -9,6 +9,7 @@
 #include <string>
 
 #include "xfile/mesh.h"
+#include "xfile/result_text.h"
 
 namespace vellmark::d3d {
 
@@ -42,19 +43,18 @@ class MeshLayer {
   virtual ~MeshLayer() = default;
   // Registers the "dxwind" class and creates the never-shown window; false when it fails.
   virtual bool createHiddenWindow() = 0;
-  // Creates the device on the hidden window.
-  virtual HResult createDevice(const DeviceRequest& request) = 0;
+  // Creates the device on the hidden window; false when it fails.
+  virtual bool createDevice(const DeviceRequest& request) = 0;
   // Loads the .x file at `path` as one mesh with its materials (`options` as the extension
-  // library takes them).
-  virtual HResult loadMesh(const std::string& path, std::uint32_t options, LoadedMesh& out) = 0;
-  // The text the DirectX error-description function gives for `code`.
-  virtual std::string describe(HResult code) = 0;
+  // library takes them). A failure raises Error carrying the loader's result code (a file
+  // that cannot be read is kInvalidData).
+  virtual LoadedMesh loadMesh(const std::string& path, std::uint32_t options) = 0;
   virtual void releaseDevice() = 0;
   // Destroys the window the exporter keeps a handle to (which it never assigns).
   virtual void destroyWindow() = 0;
 };
 
-// Placeholder window and device, the portable .x loader and its result texts.
+// Placeholder window and device, and the portable .x loader.
 MeshLayer& portableMeshLayer();
 
 }  // namespace vellmark::d3d

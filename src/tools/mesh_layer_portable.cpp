@@ -1,7 +1,9 @@
 // The mesh layer without Direct3D: the window and the device are placeholders that always
 // exist, and the portable .x loader yields the mesh and materials.
+#include <new>
+
+#include "base/file_io.h"
 #include "tools/mesh_layer.h"
-#include "xfile/result_text.h"
 #include "xfile/x_loader.h"
 
 namespace vellmark::d3d {
@@ -11,11 +13,18 @@ namespace {
 class PortableMeshLayer : public MeshLayer {
  public:
   bool createHiddenWindow() override { return true; }
-  HResult createDevice(const DeviceRequest&) override { return kOk; }
-  HResult loadMesh(const std::string& path, std::uint32_t, LoadedMesh& out) override {
-    return loadMeshFromXFile(path, out);
+  bool createDevice(const DeviceRequest&) override { return true; }
+  LoadedMesh loadMesh(const std::string& path, std::uint32_t) override {
+    std::vector<std::uint8_t> file;
+    try {
+      file = readWholeFile(path);
+    } catch (const Error& e) {
+      throw Error(e.kind(), e.what(), kInvalidData);
+    } catch (const std::bad_alloc&) {
+      throw Error(ErrorKind::Io, "out of memory reading " + path, kOutOfMemory);
+    }
+    return loadXFile(file);
   }
-  std::string describe(HResult code) override { return describeResult(code); }
   void releaseDevice() override {}
   void destroyWindow() override {}
 };

@@ -24,7 +24,15 @@ MeshOutputNames meshOutputNames(const std::string& meshPath, const std::string& 
 
 // The whole tool: window and device, load, XYZ image, names, both "Attempting to Write"
 // boxes and files, teardown. A failed set-up or load shows its box and ends the process
-// with status 1 through the host.
+// with status 1 through the host, and so does a compressed chunk of the .MAP file that
+// cannot be written (after printing "Output file write error").
+//
+// The .MAP file's textures come from the materials, with the boxes and stops of the game's
+// writer: a material without a texture stops it ("Missing texture in object"), an
+// extension other than ".tga" stops it after two boxes, a texture that cannot be read is
+// skipped ("Cannot read Texture"). A texture that does not exist is asked for with the
+// open-file dialog; hosts without one keep the path. An output file that cannot be created
+// is passed over silently, before any of those boxes.
 void openDirectX(Host& host, d3d::MeshLayer& layer, const std::string& meshPath, const std::string& outputDir);
 
 }  // namespace vellmark

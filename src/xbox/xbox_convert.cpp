@@ -322,8 +322,6 @@ void endianSwap(std::span<std::uint8_t> data, Endian endian) {
   }
 }
 
-bool isConvertibleFormat(std::uint32_t format) { return blockInfo(format & 0x3F).bytes != 0; }
-
 namespace {
 
 struct Surface {

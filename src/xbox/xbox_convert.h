@@ -35,9 +35,6 @@ namespace vellmark::xbox {
 // left alone.
 void endianSwap(std::span<std::uint8_t> data, Endian endian);
 
-// True when texels of `format` can be converted (the tiled bit is ignored).
-bool isConvertibleFormat(std::uint32_t format);
-
 // Converts width x height texels of `format` (its tiled bit ignored) stored in linear rows
 // of blocks `rowPitch` bytes apart at the start of `src`, in the console's byte order, to
 // width x height x 4 bytes B,G,R,A, rows from the top. Raises Error(Unsupported) for

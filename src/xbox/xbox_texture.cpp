@@ -81,13 +81,6 @@ std::uint32_t TextureHeader::format() const {
   return (f1 & 0xFF) | ((f0 >> 31) << 8) | (((f0 >> 2) & 0xFF) << 9) | ((f3 & 1) << 17) | (((f3 >> 1) & 0xFFF) << 18);
 }
 
-TextureHeader readTextureHeader(Bytes bytes) {
-  ByteReader in(bytes, "texture header");
-  TextureHeader h;
-  for (auto& w : h.words) w = in.u32be();
-  return h;
-}
-
 std::uint32_t mipTailBaseLevel(std::uint32_t width, std::uint32_t height, bool border) {
   const std::uint32_t lw = border ? ceilLog2(width > 2 ? width - 2 : 0) + 1 : ceilLog2(width);
   const std::uint32_t lh = border ? ceilLog2(height > 2 ? height - 2 : 0) + 1 : ceilLog2(height);

@@ -48,10 +48,6 @@ struct TextureHeader {
   std::uint32_t layoutFlags() const { return (packedMips() ? 0 : kLayoutNonPacked) | (border() ? kLayoutBorder : 0); }
 };
 
-// The 13 big-endian words at the start of `bytes`; raises Error(Truncated) when fewer
-// than 52 bytes are given.
-TextureHeader readTextureHeader(Bytes bytes);
-
 // Storage of one level slot (one face): the level's size, and the padded surface that
 // holds it.
 struct LevelSlot {

@@ -1,10 +1,8 @@
 #include "xbox/xpr_bundle.h"
 
-#include <cstdio>
 #include <cstring>
 
 #include "base/error.h"
-#include "base/file_io.h"
 
 namespace vellmark {
 
@@ -15,12 +13,6 @@ void swapWords(std::uint8_t* p, std::size_t words) {
     std::swap(p[0], p[3]);
     std::swap(p[1], p[2]);
   }
-}
-
-std::string hex(std::uint32_t v) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08lx", static_cast<unsigned long>(v));
-  return text;
 }
 
 }  // namespace
@@ -70,23 +62,6 @@ XprParse parseXprBundle(Bytes file, const std::string& what) {
   }
   result.bundle = std::move(b);
   return result;
-}
-
-std::optional<XprBundle> loadXprBundle(Host& host, const std::string& path) {
-  std::vector<std::uint8_t> file;
-  try {
-    file = readWholeFile(path);
-  } catch (const Error& e) {
-    if (e.kind() != ErrorKind::Io) throw;
-    host.print("File <" + path + "> not found\n");
-    return std::nullopt;
-  }
-  XprParse parsed = parseXprBundle(file, path);
-  if (!parsed.bundle) {
-    host.print("Invalid Xbox Packed Resource (.xpr) file: Magic = " + hex(parsed.magic) + "\n");
-    return std::nullopt;
-  }
-  return std::move(parsed.bundle);
 }
 
 std::string xprResourceName(const XprBundle& b, const XprResource& r) {

@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "xbox/xbox_texture.h"
-#include "base/host.h"
 #include "base/byte_reader.h"
 
 namespace vellmark {
@@ -53,10 +52,6 @@ struct XprParse {
 // caller reports it); a file too short for its header, its blocks or its directory, and a
 // texture header outside the header block, raise Error naming `what`.
 XprParse parseXprBundle(Bytes file, const std::string& what);
-
-// The bundle at `path`, or nullopt after printing "File <path> not found" or the invalid
-// magic line to the host's standard output (the two failures of the console's loader).
-std::optional<XprBundle> loadXprBundle(Host& host, const std::string& path);
 
 // The resource's name; Error(Corrupt) when it does not end inside the header block.
 std::string xprResourceName(const XprBundle& bundle, const XprResource& resource);

@@ -15,15 +15,6 @@ inline constexpr std::uint32_t kFvfNormal = 0x010;
 inline constexpr std::uint32_t kFvfDiffuse = 0x040;
 inline constexpr std::uint32_t kFvfTex1 = 0x100;
 
-// Result codes (HRESULT values) the loader and the device layer return.
-using HResult = std::int32_t;
-inline constexpr HResult kOk = 0;
-inline constexpr HResult kFail = static_cast<HResult>(0x80004005u);            // E_FAIL
-inline constexpr HResult kOutOfMemory = static_cast<HResult>(0x8007000Eu);     // E_OUTOFMEMORY
-inline constexpr HResult kInvalidCall = static_cast<HResult>(0x8876086Cu);     // D3DERR_INVALIDCALL
-inline constexpr HResult kInvalidData = static_cast<HResult>(0x88760B59u);     // D3DXERR_INVALIDDATA
-inline constexpr bool failed(HResult code) { return code < 0; }
-
 struct ColorValue {
   float r = 0, g = 0, b = 0, a = 0;
 };

@@ -1,13 +1,11 @@
 #include "xfile/result_text.h"
 
-#include <cstdint>
-
 namespace vellmark::d3d {
 
 namespace {
 
 struct ResultText {
-  HResult code;
+  ResultCode code;
   const char* text;
 };
 
@@ -30,7 +28,7 @@ constexpr ResultText kTexts[] = {
 
 }  // namespace
 
-std::string describeResult(HResult code) {
+std::string describeResult(ResultCode code) {
   for (const auto& entry : kTexts)
     if (entry.code == code) return entry.text;
   return "n/a";

@@ -13,7 +13,7 @@ namespace vellmark::d3d {
 class BinaryLexer {
  public:
   BinaryLexer(std::span<const std::uint8_t> body, std::uint32_t floatBytes) : data_(body), floatBytes_(floatBytes) {}
-  // The next token, End at the end of the body. Throws XFileError(kParseError) on an unknown
+  // The next token, End at the end of the body. Raises Error with result code kParseError on an unknown
   // token number or a length or count that runs past the end of the body.
   void next(Token& t);
   std::size_t position() const { return pos_; }

@@ -1,25 +1,17 @@
-// The one failure type inside the .x loader: a result code for the caller and a message
-// that says what was wrong and where, for people reading a log.
+// How the .x layer fails: vellmark::Error carrying the result code the loader reports (its
+// text is what the mesh tool shows) and a message saying what was wrong and where.
 #pragma once
 
 #include <string>
 
-#include "xfile/result_text.h"
 #include "base/error.h"
+#include "xfile/result_text.h"
 
 namespace vellmark::d3d {
 
-class XFileError : public Error {
- public:
-  XFileError(HResult code, const std::string& message)
-      : Error(ErrorKind::Corrupt, message), code_(code) {}
-  HResult code() const noexcept { return code_; }
-
- private:
-  HResult code_;
-};
-
-[[noreturn]] inline void failX(HResult code, const std::string& message) { throw XFileError(code, message); }
+[[noreturn]] inline void failX(ResultCode code, const std::string& message) {
+  throw Error(ErrorKind::Corrupt, message, code);
+}
 [[noreturn]] inline void parseError(const std::string& message) { failX(kParseError, message); }
 
 }  // namespace vellmark::d3d

@@ -18,7 +18,7 @@ struct XHeader {
   std::uint32_t floatBytes = 4;  // 4 for "0032", 8 for "0064"
 };
 
-// Reads the header at the start of `file`. Throws XFileError with the bad-file-type,
+// Reads the header at the start of `file`. Raises Error with the bad-file-type,
 // bad-version or bad-float-size code.
 XHeader readXHeader(std::span<const std::uint8_t> file);
 

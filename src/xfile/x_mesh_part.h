@@ -32,7 +32,7 @@ struct MeshPart {
   std::vector<Material> materials;       // empty when the mesh has no material list
 };
 
-// Builds the part of `mesh` (an object of role Mesh). Throws XFileError: kParseError when
+// Builds the part of `mesh` (an object of role Mesh). Raises Error with result code kParseError when
 // the object's values do not fit the Mesh template or its children's, kFail when they are
 // inconsistent (an index out of range, a face with fewer than 3 corners, counts that
 // disagree).

@@ -12,7 +12,7 @@
 namespace vellmark::d3d {
 
 // The uncompressed body (the bytes after the header) of a compressed file. `afterHeader`
-// starts at the total-size field. Throws XFileError(kParseError) when a block is cut short,
+// starts at the total-size field. Raises Error with result code kParseError when a block is cut short,
 // lacks its signature, does not inflate to its stated size, or the blocks together do not
 // give the stated total.
 std::vector<std::uint8_t> inflateMszipBody(std::span<const std::uint8_t> afterHeader);

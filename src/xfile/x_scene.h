@@ -23,7 +23,7 @@ inline constexpr std::uint32_t kMaxVertices = 65535;
 // Largest merged triangle count the loader builds.
 inline constexpr std::uint32_t kMaxTriangles = 1u << 24;
 
-// Throws XFileError: kFail when the file holds no mesh with vertices, kInvalidCall when the
+// Raises Error with result code kFail when the file holds no mesh with vertices, kInvalidCall when the
 // merged mesh has more than kMaxVertices vertices, kOutOfMemory past kMaxTriangles, and
 // what buildMeshPart throws.
 LoadedMesh buildLoadedMesh(const XTree& tree);

@@ -39,7 +39,7 @@ class TextLexer {
  public:
   explicit TextLexer(std::span<const std::uint8_t> body) : data_(body) {}
 
-  // The next token into `t`, End at the end of the body. Throws XFileError(kParseError) on a
+  // The next token into `t`, End at the end of the body. Raises Error with result code kParseError on a
   // character that starts no token, an unterminated string or a malformed GUID or number.
   [[gnu::always_inline]] void next(Token& t) {
     using namespace text_lexer_detail;

@@ -96,23 +96,17 @@ class Parser {
     advance();
   }
 
+  // The loader reads objects member by member, so a template is only checked, not kept.
   void parseTemplate() {
     advance();
     if (tok_.kind != TokenKind::Name) unexpected("a template name");
-    XTemplate t;
-    t.name = tok_.text;
     advance();
     expect(TokenKind::OpenBrace, "\"{\" after the template name");
     if (tok_.kind != TokenKind::Guid) unexpected("the template's GUID");
-    t.guid = tok_.text;
     advance();
-    while (tok_.kind != TokenKind::CloseBrace && tok_.kind != TokenKind::OpenBracket) {
-      parseMember();
-      ++t.memberCount;
-    }
+    while (tok_.kind != TokenKind::CloseBrace && tok_.kind != TokenKind::OpenBracket) parseMember();
     if (tok_.kind == TokenKind::OpenBracket) parseRestriction();
     expect(TokenKind::CloseBrace, "\"}\" at the end of the template");
-    tree_.templates.push_back(t);
   }
 
   void parseMember() {

@@ -1,6 +1,7 @@
 // The object tree of a .x file, in either encoding. Data objects keep their type and name,
 // their children (nested objects and resolved references, in file order) and, for the types
-// the mesh loader reads, their data values. Templates declared in the file are kept by name.
+// the mesh loader reads, their data values. Templates declared in the file are checked and
+// passed over.
 //
 // The parser checks the syntax of everything: braces, the separators after every value
 // (a run of ";" with at most one "," after it, or one ","), data values before child
@@ -47,12 +48,6 @@ struct XObject {
   std::uint32_t firstChild = 0, childCount = 0;  // into XTree::children
 };
 
-struct XTemplate {
-  std::string_view name;
-  std::string_view guid;  // 38 characters in text files, 16 bytes in binary ones
-  std::uint32_t memberCount = 0;
-};
-
 struct XTree {
   // A child entry of kUnresolved is a reference to a name that no earlier object carries.
   static constexpr std::uint32_t kUnresolved = 0xFFFFFFFFu;
@@ -62,7 +57,6 @@ struct XTree {
   std::vector<std::string_view> strings;
   std::vector<std::uint32_t> children;  // object indices
   std::vector<std::uint32_t> topLevel;  // object indices, in file order
-  std::vector<XTemplate> templates;     // declared in the file, in file order
 
   std::span<const std::uint32_t> childrenOf(const XObject& o) const { return {children.data() + o.firstChild, o.childCount}; }
   std::span<const XValue> valuesOf(const XObject& o) const { return {values.data() + o.firstValue, o.valueCount}; }
@@ -72,7 +66,7 @@ struct XTree {
 inline constexpr std::uint32_t kMaxObjectDepth = 200;
 
 // Parses an uncompressed body (the bytes after the header, or the inflated MSZIP blocks).
-// The tree refers into `body`, which must outlive it. Throws XFileError(kParseError).
+// The tree refers into `body`, which must outlive it. Raises Error with result code kParseError.
 XTree parseXBody(std::span<const std::uint8_t> body, const XHeader& header);
 
 XRole roleOfType(std::string_view typeName);

@@ -1,4 +1,4 @@
-// Builds Xbox 360 packed resource bundles for the tests: 2-D and cube textures in any
+// Builds Xbox 360 packed resource bundles for the benchmarks: 2-D and cube textures in any
 // format, tiled or linear, with mip chains and packed tails, plus user data and resources
 // of other types. Texel data is given as rows of blocks in little-endian order (what the
 // console sees after its endian swap); the writer swaps and tiles it into the console's

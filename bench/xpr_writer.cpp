@@ -1,4 +1,4 @@
-#include "support/xpr_writer.h"
+#include "xpr_writer.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,0 +1,267 @@
+// OpenDirectX as a whole: its steps and boxes in order, its output names, the failures that
+// end the process, and the .XYZ and .MAP files of real meshes and textures, pinned by their
+// SHA-256 (taken when each file had been checked field by field and level by level).
+#include "tools/open_direct_x.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "base/error.h"
+#include "base/paths.h"
+#include "support/sha256.h"
+#include "support/test_support.h"
+
+using namespace vellmark;
+using namespace vellmark::test;
+
+namespace {
+
+using Boxes = std::vector<RecordingHost::Box>;
+
+// A layer that records its calls and hands out a prepared mesh or fails with `loadCode`.
+class ScriptedLayer : public d3d::MeshLayer {
+ public:
+  bool windowOk = true, deviceOk = true;
+  d3d::ResultCode loadCode = d3d::kOk;
+  d3d::LoadedMesh mesh;
+  std::vector<std::string> calls;
+  d3d::DeviceRequest request;
+  std::uint32_t options = 0;
+
+  bool createHiddenWindow() override { return calls.push_back("window"), windowOk; }
+  bool createDevice(const d3d::DeviceRequest& r) override { return calls.push_back("device"), request = r, deviceOk; }
+  d3d::LoadedMesh loadMesh(const std::string& path, std::uint32_t o) override {
+    calls.push_back("load " + path);
+    options = o;
+    if (loadCode != d3d::kOk) throw Error(ErrorKind::Corrupt, "scripted", loadCode);
+    return mesh;
+  }
+  void releaseDevice() override { calls.push_back("release"); }
+  void destroyWindow() override { calls.push_back("destroy"); }
+};
+
+// One triangle with the 32-byte layout and the given materials.
+d3d::LoadedMesh oneTriangle(std::vector<d3d::Material> materials) {
+  return {{d3d::kFvfXyz | d3d::kFvfNormal | d3d::kFvfTex1, 32, 3, std::vector<std::uint8_t>(96, 0), {0, 1, 2}, {0}}, std::move(materials)};
+}
+
+// The status `run` ends the process with, or -1 when it returns.
+int exitStatus(const std::function<void()>& run) {
+  try {
+    run();
+  } catch (const ProcessExit& e) {
+    return e.status;
+  }
+  return -1;
+}
+
+std::string hashOf(const std::string& path) { return fileExists(path) ? sha256Hex(readFile(path)) : "absent"; }
+
+// Answers the open-file dialog with the bundled texture of the same name, as a user would.
+class TextureFindingHost : public RecordingHost {
+ public:
+  std::optional<std::string> openFileDialog(const std::string& initial) override {
+    dialogRequests.push_back(initial);
+    return dataPath("xfiles/assimp/" + initial.substr(initial.find_last_of('\\') + 1));
+  }
+};
+
+const std::string kSep(1, kPathSeparator);
+const char kZeroMap[] = "ac9ab7fef49ac432f1e4b9b43d3df89ca06dd53c244676fa5d47a8725dcc5eb9";  // header and tables of one material, zero
+const char kTarga[] = " Targa texture not valid or not TGA File";
+const char kCannotRead[] = "Cannot read Texture";
+
+}  // namespace
+
+TEST(OpenDirectX, OutputNames) {
+  const struct {
+    std::string mesh, dir, xyz;
+  } cases[] = {
+      {"C:" + kSep + "m" + kSep + "Hole1.X", "C:" + kSep + "out", "C:" + kSep + "out" + kSep + "Hole1.XYZ"},
+      {kSep + "m" + kSep + "Hole1.x", "out", "out" + kSep + "Hole1.x.XYZ"},
+      {kSep + "m" + kSep + "a.Xtra.X", "out", "out" + kSep + "a.Xtra.XYZ"},
+      {"Hole1.X", "out", "outHole1.XYZ"},
+      {"m.X" + kSep + "tree.x", "o", "o" + kSep + "tree.x.XYZ"},
+  };
+  for (const auto& c : cases) {
+    const MeshOutputNames names = meshOutputNames(c.mesh, c.dir);
+    EXPECT_EQ(names.xyz, c.xyz);
+    EXPECT_EQ(names.map, c.xyz.substr(0, c.xyz.size() - 3) + "MAP");
+  }
+}
+
+TEST(OpenDirectX, RunsItsStepsInOrder) {
+  ScratchDir dir;
+  RecordingHost host;
+  ScriptedLayer layer;
+  layer.mesh = oneTriangle({});
+  openDirectX(host, layer, dir.file("Hole1.X"), dir.path().string());
+  EXPECT_EQ(layer.calls, (std::vector<std::string>{"window", "device", "load " + dir.file("Hole1.X"), "release", "destroy"}));
+  EXPECT_EQ(layer.options, 0x110u);
+  const d3d::DeviceRequest& r = layer.request;
+  const auto& p = r.parameters;
+  EXPECT_EQ((std::vector<std::uint32_t>{r.adapter, r.deviceType, r.behaviourFlags, p.backBufferFormat, p.swapEffect, p.windowed,
+                                        p.enableAutoDepthStencil, p.autoDepthStencilFormat, p.presentationInterval,
+                                        p.backBufferWidth + p.backBufferCount + p.flags}),
+            (std::vector<std::uint32_t>{0, 1, 0, 0xFFFFFFFFu, 1, 1, 1, 0x2DA00196u, 0x80000000u, 0}));
+  EXPECT_EQ(host.boxes, (Boxes{{"Attempting to Write XYZ File", dir.file("Hole1.XYZ")}, {"Attempting to Write MAP File", dir.file("Hole1.MAP")}}));
+  EXPECT_EQ(readFile(dir.file("Hole1.XYZ")).size(), 164u + 36 + 42);
+  EXPECT_EQ(readFile(dir.file("Hole1.MAP")), bytes({28, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 28, 0, 0, 0, 28, 0, 0, 0, 28, 0, 0, 0, 28, 0, 0, 0}));
+}
+
+TEST(OpenDirectX, SetUpAndLoadFailuresEndTheProcess) {
+  const RecordingHost::Box setUp = {"DirectX Initialization Error", "Initialization of DirectX Engine Failed Please install DirectX SDK"};
+  const struct {
+    bool windowOk, deviceOk;
+    d3d::ResultCode load;
+    RecordingHost::Box box;
+  } cases[] = {
+      {false, true, d3d::kOk, setUp},
+      {true, false, d3d::kOk, setUp},
+      {true, true, d3d::kFail, {"Load Error", "An undetermined error occurred"}},
+      {true, true, d3d::kInvalidCall, {"Load Error", "Invalid call"}},
+      {true, true, static_cast<d3d::ResultCode>(0x80001234u), {"Load Error", "n/a"}},
+  };
+  for (const auto& c : cases) {
+    ScratchDir dir;
+    RecordingHost host;
+    ScriptedLayer layer;
+    layer.windowOk = c.windowOk, layer.deviceOk = c.deviceOk, layer.loadCode = c.load;
+    EXPECT_EQ(exitStatus([&] { openDirectX(host, layer, dir.file("a.X"), dir.path().string()); }), 1);
+    EXPECT_EQ(host.boxes, Boxes{c.box});
+    EXPECT_FALSE(fileExists(dir.file("a.XYZ")) || fileExists(dir.file("a.MAP")));
+  }
+}
+
+TEST(OpenDirectX, PortableLayerFailuresShowTheirResultText) {
+  ScratchDir dir;
+  const std::pair<std::string, const char*> cases[] = {
+      {"", "The data is invalid."},  // no such file
+      {"xof 0303txt 0032", "An undetermined error occurred"},
+      {"xof 0303zip 0032", "File has an invalid format."},
+      {"xof 0303txt 0032Mesh {", "Data stream could not be parsed."},
+  };
+  for (const auto& [content, text] : cases) {
+    if (!content.empty()) writeFile(dir.file("m.X"), std::vector<std::uint8_t>(content.begin(), content.end()));
+    RecordingHost host;
+    EXPECT_EQ(exitStatus([&] { openDirectX(host, d3d::portableMeshLayer(), dir.file(content.empty() ? "none.X" : "m.X"), dir.prefix()); }), 1);
+    EXPECT_EQ(host.boxes, (Boxes{{"Load Error", text}})) << content;
+  }
+}
+
+TEST(OpenDirectX, RealMeshesGiveTheirKnownFiles) {
+  const struct {
+    const char* path;
+    const char* xyz;
+    const char* map;
+    std::vector<std::string> boxes;  // after the two "Attempting to Write" boxes
+  } cases[] = {
+      {"assimp/BCN_Epileptic.X", "2f8d7aa258cd1990d6d741ea90ab5dda79c5d8ce03cab0f002a7680c321b119a", kZeroMap, {"Missing texture in object"}},
+      {"assimp/anim_test.x", "a0a7ecb1b4163e2f5014c9874b098ac9eb4edcbfcf9fe4eb2fe8a75315290a99", kZeroMap, {kTarga, ""}},
+      {"assimp/kwxport_test_cubewithvcolors.x", "fb50ffb97832b03cbdf435543f7997a47143d71ea99aa231ce71dc98c69951f0",
+       "e75315e6f2313e764d7890c4cf6639e7c744a33f799778d32fbd6ffa288715bb", {}},
+      {"assimp/test.x", "1cc02f51a471427f4cc2610fb16d6f9bd1e1e2f15f5a185e4d6efc122edaf311", kZeroMap, {kTarga, ".\\\\test.png"}},
+      {"assimp/test_cube_text.x", "979a9c952b5dc21de2388417c56a0a8a16de53218890daec3a157de9d8529cd2", kZeroMap, {"Missing texture in object"}},
+      {"directx-sdk-samples/lobby_skybox.x", "6f7bf8530a5eb5099e6530069a357be52ac8ee5b79098af2faa423e5c13447c2",
+       "35b474569e1b8e173e8edefba0a65c13b739304d6b6dc253940889ed487a00fd", {kTarga, "LobbyYPos.jpg"}},
+      {"directx-sdk-samples/skysphere.x", "495c9d9aa92ddf94e8e2433d2b62bdf666867fe1f2fecdcc53ef147b519a43b4", kZeroMap, {kTarga, "sky_v2b_tex.dds"}},
+  };
+  for (const auto& c : cases) {
+    ScratchDir dir;
+    TextureFindingHost host;
+    openDirectX(host, d3d::portableMeshLayer(), dataPath(std::string("xfiles/") + c.path), dir.prefix());
+    const MeshOutputNames names = meshOutputNames(dataPath(std::string("xfiles/") + c.path), dir.prefix());
+    EXPECT_EQ(hashOf(names.xyz), c.xyz) << c.path;
+    EXPECT_EQ(hashOf(names.map), c.map) << c.path;
+    std::vector<std::string> texts;
+    for (std::size_t i = 2; i < host.boxes.size(); ++i) texts.push_back(host.boxes[i].text);
+    EXPECT_EQ(texts, c.boxes) << c.path;
+  }
+}
+
+// What the .MAP writer makes of each material's texture: real textures of every storage,
+// textures made to hit one rule each, and the boxes, stops and dialog of the lookup.
+TEST(OpenDirectX, TexturesGiveTheirKnownMapFiles) {
+  ScratchDir dir;
+  for (const char* real : {"fabric_check_128x128_cm8.tga", "scarecrow_128x256_rgba32_bottomup.tga", "ship_hull_wood_256x256_rgb24.tga",
+                           "tree_bark_320x240_rgb24_bottomup.tga"})
+    writeFile(dir.file(real), loadData(std::string("textures/") + real));
+  writeFile(dir.file("leaf.tga"), loadData("textures/leaf_branch_256x512_rgba32.tga.gz"));
+  // Opaque near-magenta, an opaque grey, a transparent pixel: the key-colour swap.
+  writeFile(dir.file("key.tga"), makeTga(2, 2, 32, 0x20, {250, 10, 245, 255, 90, 90, 90, 255, 90, 90, 90, 0, 90, 90, 90, 255}));
+  std::vector<std::uint8_t> paletted = makeTga(2, 2, 8, 0x00, {});  // entries near magenta stay as they are
+  for (int i = 0; i < 256; ++i) paletted.insert(paletted.end(), {static_cast<std::uint8_t>(i), 0, 250});
+  paletted.insert(paletted.end(), {1, 2, 3, 4});
+  writeFile(dir.file("paletted.tga"), paletted);
+  writeFile(dir.file("one.tga"), makeTga(1, 1, 32, 0x20, {1, 2, 3, 255}));
+  writeFile(dir.file("odd.tga"), makeTga(5, 3, 32, 0x00, patternPixels(5, 3, 4)));
+  writeFile(dir.file("short.tga"), makeTga(4, 4, 32, 0x20, patternPixels(4, 3)));
+  writeFile(dir.file("zero.tga"), makeTga(4, 4, 0, 0x20, {}));
+  writeFile(dir.file("deep.tga"), makeTga(2, 2, 40, 0x20, std::vector<std::uint8_t>(20, 7)));
+  writeFile(dir.file("shortpal.tga"), makeTga(2, 2, 8, 0x20, std::vector<std::uint8_t>(700, 1)));
+  writeFile(dir.file("wall.TGA"), makeTga(2, 2, 32, 0x20, patternPixels(2, 2)));
+  const struct {
+    std::vector<std::string> textures;  // "" for a material without a texture name
+    const char* map;
+    std::vector<std::string> boxes;  // after the two "Attempting to Write" boxes
+    std::optional<std::string> dialogAnswer;
+  } cases[] = {
+      {{}, "50288bfc9683ccc15001f4077cb294d66dfb7b6aece8606a420d60a6dd31f9e3", {}, {}},
+      {{"fabric_check_128x128_cm8.tga"}, "6db84e6623e8b3a2cfb10d60cf9a25a7d91a2d136acb79658934b686462a7c36", {kCannotRead}, {}},
+      {{"scarecrow_128x256_rgba32_bottomup.tga"}, "dbb4aceba40ec218e2c0fdc4ce5ca73d41c7e36843c3d02615582fac1a9e89bc", {}, {}},
+      {{"ship_hull_wood_256x256_rgb24.tga"}, "b338e650708450429168967e3685ed28a9e7aa886f9c90267b3e86f6f8dd6813", {}, {}},
+      {{"tree_bark_320x240_rgb24_bottomup.tga"}, "c9c67db0b3dcf2cb592476577ce0f6dcf2b350e1b92c139623f086e4284ba5a2", {}, {}},
+      {{"leaf.tga"}, "45dcdc272dd98725e50d050254e1322d4be899953fa1c9ee366d4497a729a8ac", {}, {}},
+      {{"key.tga"}, "cc9556db77baf54f85ce960813051508effe1fccab2ef3695185fc3e64c2129d", {}, {}},
+      {{"paletted.tga"}, "f408fb9b451981dd312215199ab2e3fdef4266ab38b7d85ea355d1efcb9f75f0", {}, {}},
+      {{"one.tga", "odd.tga"}, "a8695aab925e2ac76450c867f29d44561608a5be52ac2b6fc16fa784d726299e", {}, {}},
+      {{"key.tga", "", "key.tga"}, "e3c9f3187e3a6493599194e709c784af4a6e7061d9c6a30e6876f267ea40a203", {"Missing texture in object"}, {}},
+      {{"wall.TGA", "key.tga"}, "9ebc694d4895efc802ea27714a71986f293edf4b63e9918c27d65871b06f43a9", {kTarga, dir.file("wall.TGA")}, {}},
+      {{"gone.tga", "short.tga", "zero.tga", "deep.tga", "shortpal.tga", "key.tga"},
+       "61fa58e7acc4e64fe05430b8b2cb033feaaffa20ff77f669160d8a67da0f71b5", std::vector<std::string>(5, kCannotRead), {}},
+      {{"lost.tga"}, "cc9556db77baf54f85ce960813051508effe1fccab2ef3695185fc3e64c2129d", {}, dir.file("key.tga")},
+  };
+  for (const auto& c : cases) {
+    std::vector<d3d::Material> materials(c.textures.size());
+    for (std::size_t i = 0; i < materials.size(); ++i)
+      if (!c.textures[i].empty()) materials[i].textureFilename = dir.file(c.textures[i]);
+    ScriptedLayer layer;
+    layer.mesh = oneTriangle(materials);
+    RecordingHost host;
+    host.dialogAnswer = c.dialogAnswer;
+    openDirectX(host, layer, dir.file("out.X"), dir.path().string());
+    const std::string first = c.textures.empty() ? "" : c.textures[0];
+    EXPECT_EQ(hashOf(dir.file("out.MAP")), c.map) << first;
+    std::vector<std::string> texts;
+    for (std::size_t i = 2; i < host.boxes.size(); ++i) texts.push_back(host.boxes[i].text);
+    EXPECT_EQ(texts, c.boxes) << first;
+    // Only a texture that does not exist is asked for, with its own path.
+    const bool asks = first == "gone.tga" || first == "lost.tga";
+    EXPECT_EQ(host.dialogRequests, asks ? std::vector<std::string>{dir.file(first)} : std::vector<std::string>{}) << first;
+  }
+}
+
+TEST(OpenDirectX, ProgramAndLibraryWriteTheSameFiles) {
+  ScratchDir cli, lib;
+  const std::string mesh = dataPath("xfiles/directx-sdk-samples/lobby_skybox.x");
+  auto run = runCli({"mesh", mesh, cli.path().string()});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.err.find("Attempting to Write XYZ File: " + cli.file("lobby_skybox.x.XYZ")), std::string::npos);
+  EXPECT_NE(run.err.find("You Tried to Load the Following Texture: LobbyYPos.jpg"), std::string::npos);
+
+  void* handle = dlopen(VELLMARK_SHARED_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(handle, nullptr) << dlerror();
+  auto open = reinterpret_cast<void (*)(const char*, const char*)>(dlsym(handle, "OpenDirectX"));
+  ASSERT_NE(open, nullptr);
+  open(mesh.c_str(), lib.path().string().c_str());
+  dlclose(handle);
+  for (const char* name : {"lobby_skybox.x.XYZ", "lobby_skybox.x.MAP"}) EXPECT_EQ(hashOf(cli.file(name)), hashOf(lib.file(name)));
+  EXPECT_EQ(hashOf(cli.file("lobby_skybox.x.MAP")), "35b474569e1b8e173e8edefba0a65c13b739304d6b6dc253940889ed487a00fd");
+
+  auto missing = runCli({"mesh", cli.file("nothing.X"), cli.path().string()});
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_NE(missing.err.find("Load Error: The data is invalid."), std::string::npos);
+  EXPECT_FALSE(fileExists(cli.file("nothing.XYZ")));
+}
