@@ -65,8 +65,6 @@ TEST(BtcCodec, ColourAndAlphaPalettes) {
   const auto grey = decode4x4(bytes({0x01, 0x20, 0x00, 0x00, 0xFF, 0xFF, 0xE4, 0x1B, 0x00, 0x00}));
   const std::vector<Pixel> levels = {{0, 0, 0, 255}, {255, 255, 255, 255}, {85, 85, 85, 255}, {170, 170, 170, 255}};
   for (int x = 0; x < 4; ++x) EXPECT_EQ(std::tuple(grey[x], grey[7 - x]), std::tuple(levels[x], levels[x])) << x;
-  const auto redBlue = decode4x4(bytes({0x01, 0x20, 0x00, 0xF8, 0x1F, 0x00, 0x04, 0, 0, 0}));
-  EXPECT_EQ(std::tuple(redBlue[0], redBlue[1]), std::tuple(Pixel{0, 0, 255, 255}, Pixel{255, 0, 0, 255}));
 
   // The alpha values of indices 0..7 (pixel p takes index p % 8), over a white colour block.
   auto alphas = [](std::uint8_t a0, std::uint8_t a1) {

@@ -16,8 +16,7 @@ Image blockImage(std::uint32_t width, std::uint32_t height, int seed = 0) {
 }
 
 std::vector<std::uint8_t> tgaOf(const Image& image) {
-  return makeTga(static_cast<std::uint16_t>(image.width), static_cast<std::uint16_t>(image.height), 32, 0x20,
-                 image.pixels);
+  return makeTga(std::uint16_t(image.width), std::uint16_t(image.height), 32, 0x20, image.pixels);
 }
 
 std::vector<std::uint8_t> tiledHeader(std::uint32_t width, std::uint32_t height, std::uint32_t across,
@@ -72,24 +71,29 @@ TEST(PanoramaStream, LayoutsComeBackExactly) {
   // All-zero tiles are 't' records of exactly 4 bytes that clear their slot.
   Image half = blockImage(1024, 256, 5);
   for (std::uint32_t y = 0; y < 256; ++y) std::fill_n(half.pixels.begin() + y * 4096, 2048, 0);
-  const auto stream = makeTiledPanoramaStream(half);
-  EXPECT_EQ(std::tuple(stream[20], stream[24], stream[28]), std::tuple('t', 't', 0));
-  EXPECT_EQ(describedTiledPanoramaSize(stream.data()), stream.size());
-  EXPECT_EQ(buildTiledPanorama(stream, store, "half"), tgaOf(half));
+  const auto halfStream = makeTiledPanoramaStream(half);
+  EXPECT_EQ(std::tuple(halfStream[20], halfStream[24], halfStream[28]), std::tuple('t', 't', 0));
+  EXPECT_EQ(describedTiledPanoramaSize(halfStream.data()), halfStream.size());
+  EXPECT_EQ(buildTiledPanorama(halfStream, store, "half"), tgaOf(half));
   // Sky tiles are cleared before they are decoded: empty streams give a black sky.
   const auto black = buildSkyPanorama(emptySkyStream(), store, "black");
   EXPECT_TRUE(std::all_of(black.begin() + 18, black.end(), [](std::uint8_t b) { return b == 0; }));
 
-  // 256 x 1024 in four tiles down: rows 768-1023 are band 2's tile (slot 2) read past its
-  // 256th row, which is slot 3, the fourth tile.
-  const Image tall = blockImage(256, 1024, 6);
-  auto four = tiledHeader(256, 1024, 1, 4);
+  // 512 x 1024 in 2 x 4 tiles: rows 768-1023 read band 2's tiles (slots 4, 5) past their
+  // 256th row, that is slots 5 and 6: band 2's right tile, then band 3's left one.
+  const Image tall = blockImage(512, 1024, 6);
+  auto stream = tiledHeader(512, 1024, 2, 4);
   for (std::uint32_t band = 0; band < 4; ++band) {
-    const auto from = tall.pixels.begin() + band * 256 * 1024;
-    const auto part = makeTiledPanoramaStream(Image{256, 256, std::vector<std::uint8_t>(from, from + 256 * 1024)});
-    four.insert(four.end(), part.begin() + 20, part.end());
+    const auto from = tall.pixels.begin() + band * 256 * 2048;
+    const auto part = makeTiledPanoramaStream(Image{512, 256, std::vector<std::uint8_t>(from, from + 256 * 2048)});
+    stream.insert(stream.end(), part.begin() + 20, part.end());
   }
-  EXPECT_EQ(buildTiledPanorama(four, store, "tall"), tgaOf(tall));
+  Image expected = tall;
+  for (std::size_t r = 768; r < 1024; ++r) {
+    std::copy_n(tall.pixels.begin() + (r - 256) * 2048 + 1024, 1024, expected.pixels.begin() + r * 2048);
+    std::copy_n(tall.pixels.begin() + r * 2048, 1024, expected.pixels.begin() + r * 2048 + 1024);
+  }
+  EXPECT_EQ(buildTiledPanorama(stream, store, "tall"), tgaOf(expected));
 }
 
 TEST(PanoramaStream, RejectsWhatWouldOverrunTheStoreTheImageOrTheData) {

@@ -14,10 +14,6 @@ using namespace vellmark::test;
 
 namespace {
 
-std::vector<std::uint8_t> tgaOfBlocks(std::uint16_t width, std::uint16_t height, int seed) {
-  return makeTga(width, height, 32, 0x20, blockPixels(width, height, seed));
-}
-
 std::vector<std::uint8_t> tiledOfBlocks(std::uint32_t width, std::uint32_t height, int seed) {
   return makeTiledPanoramaStream(Image{width, height, blockPixels(width, height, seed)});
 }
@@ -63,12 +59,12 @@ TEST(BtcTools, PanoramaMembersGoByNameAndTheLastTiledOneWins) {
                             {"preview.prv", {1, 2, 3, 4, 5}},         // written as it is, whatever it holds
                             {"course.pan", tiledOfBlocks(520, 300, 2)}}),
                  dir.prefix());
-  EXPECT_EQ(readFile(dir.file("dusk sky.tga")), tgaOfBlocks(4800, 320, 3));
+  EXPECT_EQ(readFile(dir.file("dusk sky.tga")), makeTga(4800, 320, 32, 0x20, blockPixels(4800, 320, 3)));
   EXPECT_EQ(readFile(dir.file("PanoramaPreview.tga")), bytes({1, 2, 3, 4, 5}));
-  EXPECT_EQ(readFile(dir.file("Panorama.tga")), tgaOfBlocks(520, 300, 2));
+  EXPECT_EQ(readFile(dir.file("Panorama.tga")), makeTga(520, 300, 32, 0x20, blockPixels(520, 300, 2)));
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 3);
   createUncompressedPanorama(host, tiledOfBlocks(700, 500, 4), raw.prefix());
-  EXPECT_EQ(readFile(raw.file("Panorama.tga")), tgaOfBlocks(700, 500, 4));
+  EXPECT_EQ(readFile(raw.file("Panorama.tga")), makeTga(700, 500, 32, 0x20, blockPixels(700, 500, 4)));
   auto damaged = archiveOf({{"p.prv", std::vector<std::uint8_t>(100, 7)}});
   damaged[16 + 3] ^= 0xFF;  // a member that does not inflate is used as zlib left it
   createPanorama(host, damaged, raw.prefix());
