@@ -11,7 +11,8 @@
 #include "btc/btc_codec.h"
 #include "archive/course_archive.h"
 #include "archive/zlib_member.h"
-#include "tools/btc_writers.h"
+#include "base/tga.h"
+#include "btc/panorama_stream_writer.h"
 #include "tools/panorama.h"
 #include "base/file_io.h"
 

@@ -2,7 +2,6 @@
 
 #include "cli/commands.h"
 #include "base/paths.h"
-#include "btc/btc_file.h"
 #include "tools/btc_to_tga.h"
 #include "tools/btc_writers.h"
 #include "tools/panorama.h"

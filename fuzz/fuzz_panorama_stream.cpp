@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/error.h"
-#include "tools/panorama.h"
+#include "btc/panorama_stream.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < 1) return 0;

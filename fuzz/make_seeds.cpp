@@ -11,7 +11,8 @@
 #include "archive/course_archive.h"
 #include "base/file_io.h"
 #include "archive/zlib_member.h"
-#include "tools/btc_writers.h"
+#include "btc/btc_file_writer.h"
+#include "btc/panorama_stream_writer.h"
 
 using namespace vellmark;
 

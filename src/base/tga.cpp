@@ -46,4 +46,57 @@ std::vector<std::uint8_t> makeTgaImage(std::uint16_t width, std::uint16_t height
   return image;
 }
 
+Image readTgaImage(Bytes tga, const std::string& what) {
+  ByteReader reader(tga, what);
+  const std::uint8_t idLength = reader.u8();
+  const std::uint8_t mapType = reader.u8();
+  const std::uint8_t imageType = reader.u8();
+  reader.skip(2);
+  const std::uint16_t mapLength = reader.u16();
+  const std::uint8_t mapEntryBits = reader.u8();
+  reader.skip(4);
+  Image image;
+  image.width = reader.u16();
+  image.height = reader.u16();
+  const std::uint8_t depth = reader.u8();
+  const std::uint8_t descriptor = reader.u8();
+  if (imageType != kTgaImageTypeTrueColour || (depth != 24 && depth != 32) || (descriptor & 0x10))
+    fail(ErrorKind::Unsupported, what + ": only uncompressed 24- and 32-bit left-to-right TGA images are read (type " +
+                                     std::to_string(imageType) + ", " + std::to_string(depth) + " bits)");
+  reader.skip(idLength);
+  if (mapType != 0) reader.skip(std::size_t{mapLength} * ((mapEntryBits + 7) / 8));
+  const std::size_t bytesPerPixel = depth / 8;
+  const std::size_t rowBytes = std::size_t{image.width} * bytesPerPixel;
+  const Bytes rows = reader.take(rowBytes * image.height);
+  const bool topFirst = (descriptor & kTgaDescriptorTopFirst) != 0;
+  image.pixels.resize(std::size_t{image.width} * image.height * 4);
+  for (std::size_t y = 0; y < image.height; ++y) {
+    const std::uint8_t* src = rows.data() + (topFirst ? y : image.height - 1 - y) * rowBytes;
+    std::uint8_t* dst = image.pixels.data() + y * image.width * 4;
+    for (std::size_t x = 0; x < image.width; ++x, src += bytesPerPixel, dst += 4) {
+      dst[0] = src[0], dst[1] = src[1], dst[2] = src[2];
+      dst[3] = bytesPerPixel == 4 ? src[3] : 255;
+    }
+  }
+  return image;
+}
+
+void checkImagePixels(const Image& image, const std::string& what) {
+  if (image.pixels.size() < std::uint64_t{image.width} * image.height * 4)
+    fail(ErrorKind::Argument, what + ": the image holds fewer bytes than its size needs");
+}
+
+std::vector<std::uint8_t> flipTgaRows(Bytes tga, std::size_t rowBytes, std::size_t rows, const std::string& what) {
+  const Bytes pixels = tgaPixelRows(tga, rowBytes, rows, what);
+  std::vector<std::uint8_t> out(kTgaHeaderSize + pixels.size());
+  std::copy_n(tga.begin(), kTgaHeaderSize, out.begin());
+  storeU16(&out[16], kTgaSystemLayout);
+  auto dst = out.begin() + kTgaHeaderSize;
+  for (std::size_t r = rows; r-- > 0;) {
+    const auto row = pixels.subspan(r * rowBytes, rowBytes);
+    dst = std::copy(row.begin(), row.end(), dst);
+  }
+  return out;
+}
+
 }  // namespace vellmark

@@ -1,5 +1,6 @@
-// The one TGA variant the tools write (uncompressed, 32 bits, B,G,R,A, top row first) and
-// the few header fields they read from inputs.
+// TGA images: the one variant the tools write (uncompressed, 32 bits, B,G,R,A, top row
+// first), the few header fields they read from inputs, and the reader of ordinary
+// uncompressed true-colour images that the encoders start from.
 #pragma once
 
 #include <array>
@@ -19,6 +20,13 @@ inline constexpr std::uint8_t kTgaDescriptorTopFirst = 0x20;     // first stored
 inline constexpr std::uint8_t kTgaDescriptorTopFirstAlpha8 = 0x28;
 // Bytes 16-17 read as one little-endian word: 32 bits, top row first, no alpha bits.
 inline constexpr std::uint16_t kTgaSystemLayout = 0x2020;
+
+// An image in memory: 4 bytes B, G, R, A per pixel, rows packed, top row first.
+struct Image {
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  std::vector<std::uint8_t> pixels;
+};
 
 struct TgaHeader {
   std::uint16_t width = 0;
@@ -45,5 +53,18 @@ std::array<std::uint8_t, kTgaHeaderSize> makeTgaHeader(std::uint16_t width, std:
 // Header plus pixels (width x height x 4 bytes, which `pixels` must hold) as one buffer.
 std::vector<std::uint8_t> makeTgaImage(std::uint16_t width, std::uint16_t height, Bytes pixels,
                                        std::uint8_t descriptor = kTgaDescriptorTopFirst);
+
+// Reads an uncompressed true-colour TGA (image type 2, 24 or 32 bits) honouring its ID
+// field, colour map and row order, so that the image comes out top row first; 24-bit pixels
+// get alpha 255. Raises Error(Unsupported) for other kinds, Error(Truncated) for short data.
+Image readTgaImage(Bytes tga, const std::string& what);
+
+// Raises Error(Argument) naming `what` when `image` holds fewer pixel bytes than its size needs.
+void checkImagePixels(const Image& image, const std::string& what);
+
+// `tga`'s header with bytes 16-17 set to 20 20 (the system layout), then its first `rows`
+// rows of `rowBytes` from byte 18 in reverse order, whatever the ID length says. Raises
+// Error(Truncated) naming `what` when the file is shorter.
+std::vector<std::uint8_t> flipTgaRows(Bytes tga, std::size_t rowBytes, std::size_t rows, const std::string& what);
 
 }  // namespace vellmark

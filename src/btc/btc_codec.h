@@ -21,7 +21,6 @@
 
 namespace vellmark {
 
-inline constexpr int kBtcBlockSide = 4;
 inline constexpr std::uint32_t kBtcMaxRunLength = 4096;  // a length field of 0
 
 enum class BtcRunType : std::uint8_t {

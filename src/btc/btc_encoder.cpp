@@ -325,4 +325,21 @@ std::vector<std::uint8_t> encodeBtcStream(std::uint16_t width, std::uint16_t hei
   return out;
 }
 
+std::vector<std::uint8_t> clampedTile(const Image& image, std::int64_t left, std::int64_t top, int side) {
+  std::vector<std::uint8_t> tile(std::size_t(side) * side * 4);
+  for (int y = 0; y < side; ++y) {
+    const auto sy = static_cast<std::size_t>(std::clamp<std::int64_t>(top + y, 0, image.height - 1));
+    for (int x = 0; x < side; ++x) {
+      const auto sx = static_cast<std::size_t>(std::clamp<std::int64_t>(left + x, 0, image.width - 1));
+      std::memcpy(&tile[(std::size_t(y) * side + x) * 4], &image.pixels[(sy * image.width + sx) * 4], 4);
+    }
+  }
+  return tile;
+}
+
+std::vector<std::uint8_t> encodeBtcTile(const Image& image, std::int64_t left, std::int64_t top, int side) {
+  const auto s = static_cast<std::uint16_t>(side);
+  return encodeBtcStream(s, s, clampedTile(image, left, top, side));
+}
+
 }  // namespace vellmark

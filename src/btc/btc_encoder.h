@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "base/byte_reader.h"
+#include "base/tga.h"
 
 namespace vellmark {
 
@@ -23,6 +24,14 @@ namespace vellmark {
 // that is not a multiple of 4 encodes fine, but the game's decoder brings back only
 // (height + 3) / 4 rows of such an image, so the container writers use whole blocks.
 std::vector<std::uint8_t> encodeBtcStream(std::uint16_t width, std::uint16_t height, Bytes pixels);
+
+// The side x side tile of `image` whose top-left pixel is (left, top); pixels outside the
+// image repeat the nearest edge pixel, so edge blocks fit as well as inner ones. `image`
+// must hold at least one pixel.
+std::vector<std::uint8_t> clampedTile(const Image& image, std::int64_t left, std::int64_t top, int side);
+
+// The block stream of that tile.
+std::vector<std::uint8_t> encodeBtcTile(const Image& image, std::int64_t left, std::int64_t top, int side);
 
 // One 4 x 4 block (16 pixels B, G, R, A, row by row) as an 8-byte colour block whose
 // decoded colours are as close as the search finds; exposed for tests and benchmarks.

@@ -62,22 +62,25 @@ void placeTile(const std::uint8_t* tile, const BtcTileEntry& entry, std::uint16_
 
 }  // namespace
 
-std::optional<std::vector<std::uint8_t>> convertBtcToTga(Bytes file) {
-  if (file.size() < kBtcFileHeaderSize) return std::nullopt;
+std::vector<std::uint8_t> convertBtcToTga(Bytes file) {
+  if (file.size() < kBtcFileHeaderSize)
+    fail(ErrorKind::Truncated, "BTC file of " + std::to_string(file.size()) + " bytes, shorter than its header");
   const BtcFileHeader header = readHeader(file);
-  if (header.entryCount == 0) return std::nullopt;
+  if (header.entryCount == 0) fail(ErrorKind::Corrupt, "BTC file without tile entries");
 
   std::vector<BtcTileEntry> entries;
   std::vector<std::size_t> source;  // index of the entry whose stream each entry decodes
   if (header.entryCount > 0) {
     const auto count = static_cast<std::uint64_t>(header.entryCount);
-    if (!rangeFits(kBtcFileHeaderSize, count * kBtcTileEntrySize, file.size())) return std::nullopt;
+    if (!rangeFits(kBtcFileHeaderSize, count * kBtcTileEntrySize, file.size()))
+      fail(ErrorKind::Truncated, "BTC file ends inside its " + std::to_string(count) + " tile entries");
     entries.reserve(static_cast<std::size_t>(count));
     source.reserve(static_cast<std::size_t>(count));
     std::vector<std::int32_t> firstWithId(65536, -1);
     for (std::size_t i = 0; i < count; ++i) {
       const BtcTileEntry entry = readEntry(file, i);
-      if (entry.size < 0 || entry.size > kBtcMaxTileSize) return std::nullopt;
+      if (entry.size < 0 || entry.size > kBtcMaxTileSize)
+        fail(ErrorKind::Corrupt, "BTC tile entry " + std::to_string(i) + " of size " + std::to_string(entry.size));
       auto& first = firstWithId[static_cast<std::uint16_t>(entry.tileId)];
       if (first < 0) first = static_cast<std::int32_t>(i);
       entries.push_back(entry);
@@ -87,7 +90,8 @@ std::optional<std::vector<std::uint8_t>> convertBtcToTga(Bytes file) {
     if (header.magic == kBtcFileMagic)
       for (std::size_t i = 0; i < entries.size(); ++i) {
         const BtcTileEntry& decoded = entries[source[i]];
-        if (decoded.size > 0 && !rangeFits(decoded.dataOffset, decoded.dataLength, file.size())) return std::nullopt;
+        if (decoded.size > 0 && !rangeFits(decoded.dataOffset, decoded.dataLength, file.size()))
+          fail(ErrorKind::Truncated, "BTC tile entry " + std::to_string(source[i]) + " has its stream outside the file");
       }
   }
 

@@ -8,7 +8,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,14 +32,14 @@ struct BtcTileEntry {
 };
 
 // The TGA image (18-byte header, then width x height pixels, top row first) that the game's
-// converter makes of `file`, or nullopt for a file it cannot process: shorter than its
-// header, entryCount 0, an entry table or a decoded tile stream outside the file, or a tile
-// size that is negative or above 256. A negative entryCount gives an all-zero image; a
-// magic other than "BTCV" places tiles without decoding any (all zero). Tile entries that
-// share a tileId decode the first such entry's stream at its size; every entry is placed
-// at its own x and y, tile row j on image row height - y - size + j counted from the top,
-// and only the part inside the image is copied. Raises Error(Unsupported) for an image of
-// more than kMaxBtcImageBytes.
-std::optional<std::vector<std::uint8_t>> convertBtcToTga(Bytes file);
+// converter makes of `file`. A file it cannot process raises Error(Truncated) when it is
+// shorter than its header or an entry table or a decoded tile stream lies outside it, and
+// Error(Corrupt) for entryCount 0 or a tile size that is negative or above 256. A negative
+// entryCount gives an all-zero image; a magic other than "BTCV" places tiles without
+// decoding any (all zero). Tile entries that share a tileId decode the first such entry's
+// stream at its size; every entry is placed at its own x and y, tile row j on image row
+// height - y - size + j counted from the top, and only the part inside the image is copied.
+// Raises Error(Unsupported) for an image of more than kMaxBtcImageBytes.
+std::vector<std::uint8_t> convertBtcToTga(Bytes file);
 
 }  // namespace vellmark

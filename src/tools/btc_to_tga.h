@@ -9,8 +9,8 @@
 namespace vellmark {
 
 // The tool: converts `fileData` and writes the TGA to `tgaPath` (an unwritable path is
-// passed over silently); a file convertBtcToTga rejects gets the "Invalid BTC File" box and
-// no file.
+// passed over silently); a file convertBtcToTga rejects as truncated or corrupt gets the
+// "Invalid BTC File" box and no file, an image too large to convert raises its Error.
 void btcToTga(Host& host, Bytes fileData, const std::string& tgaPath);
 
 }  // namespace vellmark

@@ -1,7 +1,5 @@
 #include "tools/flip_sky.h"
 
-#include <algorithm>
-
 #include "tools/messages.h"
 #include "base/paths.h"
 #include "base/file_io.h"
@@ -15,19 +13,7 @@ std::vector<std::uint8_t> flipSkyImage(Bytes tga, const std::string& what) {
   if (width < 0 || width > kSkyMaxWidth)
     fail(ErrorKind::Unsupported, what + ": width " + std::to_string(width) + " is outside 0.." +
                                      std::to_string(kSkyMaxWidth));
-  const std::size_t rowBytes = static_cast<std::size_t>(width) * 4;
-  Bytes rows = tgaPixelRows(tga, rowBytes, kSkyRows, what);
-
-  std::vector<std::uint8_t> out(kTgaHeaderSize + rows.size());
-  std::copy_n(tga.begin(), kTgaHeaderSize, out.begin());
-  out[16] = 0x20;
-  out[17] = 0x20;
-  auto dst = out.begin() + kTgaHeaderSize;
-  for (int r = kSkyRows - 1; r >= 0; --r) {
-    auto row = rows.subspan(static_cast<std::size_t>(r) * rowBytes, rowBytes);
-    dst = std::copy(row.begin(), row.end(), dst);
-  }
-  return out;
+  return flipTgaRows(tga, static_cast<std::size_t>(width) * 4, kSkyRows, what);
 }
 
 std::optional<std::string> flipTgaFile(Host& host, const std::string& tgaPath) {

@@ -1,6 +1,7 @@
 #include "support/test_support.h"
 
 #include <sys/wait.h>
+#include <gtest/gtest.h>
 #include <zlib.h>
 
 #include <cmath>
@@ -139,15 +140,6 @@ std::vector<std::uint8_t> zlibCompress(const std::vector<std::uint8_t>& data, in
   return out;
 }
 
-double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b, std::size_t from, int first,
-            int count) {
-  double se = 0;
-  std::size_t n = 0;
-  for (std::size_t i = from; i + 3 < a.size() && i + 3 < b.size(); i += 4)
-    for (int k = first; k < first + count; ++k, ++n) se += (double(a[i + k]) - b[i + k]) * (double(a[i + k]) - b[i + k]);
-  return se == 0 ? 99.0 : 10 * std::log10(255.0 * 255.0 / (se / static_cast<double>(n)));
-}
-
 std::vector<std::uint8_t> blockPixels(std::uint32_t width, std::uint32_t height, int seed) {
   std::vector<std::uint8_t> px(std::size_t{width} * height * 4);
   for (std::uint32_t y = 0; y < height; ++y)
@@ -177,6 +169,16 @@ std::vector<std::uint8_t> solidBtcFile(std::uint16_t size, std::int32_t entryCou
   m[37] = static_cast<std::uint8_t>(0x40 | blocks >> 8);
   for (unsigned b = 0; b < blocks; ++b) std::copy(colour.begin(), colour.end(), m.begin() + 38 + 4 * b);
   return m;
+}
+
+ErrorKind errorKind(const std::function<void()>& run) {
+  try {
+    run();
+  } catch (const Error& e) {
+    return e.kind();
+  }
+  ADD_FAILURE() << "no error raised";
+  return ErrorKind::Io;
 }
 
 }  // namespace vellmark::test

@@ -5,10 +5,12 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "base/error.h"
 #include "base/host.h"
 
 namespace vellmark::test {
@@ -81,9 +83,6 @@ std::vector<std::uint8_t> patternPixels(int width, int height, std::uint32_t see
 
 // zlib's own one-shot compress2, independent of the library's helpers.
 std::vector<std::uint8_t> zlibCompress(const std::vector<std::uint8_t>& data, int level = -1);
-// Peak signal-to-noise ratio over channels [first, first + count) of 4-byte pixels from byte `from`.
-double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b, std::size_t from = 0,
-            int first = 0, int count = 3);
 // width x height x 4 pixels whose every 4 x 4 block is one colour telling the block apart (the
 // BTC encoder stores such blocks exactly).
 std::vector<std::uint8_t> blockPixels(std::uint32_t width, std::uint32_t height, int seed = 0);
@@ -105,5 +104,8 @@ struct RunResult {
   std::string out, err;
 };
 RunResult runCli(const std::vector<std::string>& args);
+
+// The kind of the Error that `run` raises; a test failure (and Io) when it raises none.
+ErrorKind errorKind(const std::function<void()>& run);
 
 }  // namespace vellmark::test

@@ -1,0 +1,95 @@
+#include <gtest/gtest.h>
+
+#include "archive/course_archive.h"
+#include "archive/zlib_member.h"
+#include "support/sha256.h"
+#include "support/test_support.h"
+#include "tools/btc_to_tga.h"
+#include "tools/btc_writers.h"
+#include "tools/messages.h"
+#include "tools/panorama.h"
+
+using namespace vellmark;
+using namespace vellmark::test;
+
+namespace {
+
+std::vector<std::uint8_t> tiledOfBlocks(std::uint32_t width, std::uint32_t height, int seed) {
+  return makeTiledPanoramaStream(Image{width, height, blockPixels(width, height, seed)});
+}
+
+std::vector<std::uint8_t> archiveOf(const std::vector<std::pair<std::string, std::vector<std::uint8_t>>>& members) {
+  CourseArchiveWriter writer;
+  for (const auto& [name, data] : members)
+    writer.addMember(name, compressMember(data), static_cast<std::uint32_t>(data.size()));
+  return std::move(writer).finish();
+}
+
+}  // namespace
+
+TEST(BtcTools, BtcToTgaAndBack) {
+  ScratchDir dir;
+  RecordingHost host;
+  btcToTga(host, solidBtcFile(8, 0, {1, 2, 3, 4}), dir.file("none.tga"));
+  EXPECT_EQ(host.boxes, (std::vector<RecordingHost::Box>{{messages::kInvalidBtcCaption, messages::kInvalidBtcText}}));
+  EXPECT_FALSE(fileExists(dir.file("none.tga")));
+  auto solid = solidBtcFile(8, 1, {1, 2, 3, 4});
+  btcToTga(host, solid, dir.file("solid.tga"));
+  std::vector<std::uint8_t> pixels;
+  for (int i = 0; i < 64; ++i) pixels.insert(pixels.end(), {1, 2, 3, 4});
+  EXPECT_EQ(readFile(dir.file("solid.tga")), makeTga(8, 8, 32, 0x20, pixels));
+  putU32(solid, 4, 0xFFFFFFFF);  // 16 GiB of pixels is the caller's error, not a box
+  EXPECT_THROW(btcToTga(host, solid, dir.file("huge.tga")), Error);
+  EXPECT_EQ(host.boxes.size(), 1u);
+
+  writeFile(dir.file("hull.tga"), loadData("textures/ship_hull_wood_256x256_rgb24.tga"));
+  tgaToBtc(host, dir.file("hull.tga"), dir.file("hull.btc"));
+  EXPECT_EQ(sha256Hex(readFile(dir.file("hull.btc"))), "1d1396ca269a82b25f1a2717532284bbb5b24af25a32b20030ae612e514d48a6");
+  EXPECT_EQ(errorKind([&] { tgaToBtc(host, dir.file("absent.tga"), dir.file("x.btc")); }), ErrorKind::Io);
+  EXPECT_EQ(errorKind([&] { tgaToBtc(host, dir.file("hull.tga"), dir.file("no/folder.btc")); }), ErrorKind::Io);
+}
+
+TEST(BtcTools, PanoramaMembersGoByNameAndTheLastTiledOneWins) {
+  ScratchDir dir, raw;
+  RecordingHost host;
+  const auto sky = makeSkyPanoramaStream(Image{4800, 320, blockPixels(4800, 320, 3)});
+  createPanorama(host,
+                 archiveOf({{"dusk sky.btc", sky},
+                            {"Sky.btc", tiledOfBlocks(300, 256, 1)},  // capital S: not a sky
+                            {"preview.prv", {1, 2, 3, 4, 5}},         // written as it is, whatever it holds
+                            {"course.pan", tiledOfBlocks(520, 300, 2)}}),
+                 dir.prefix());
+  EXPECT_EQ(readFile(dir.file("dusk sky.tga")), makeTga(4800, 320, 32, 0x20, blockPixels(4800, 320, 3)));
+  EXPECT_EQ(readFile(dir.file("PanoramaPreview.tga")), bytes({1, 2, 3, 4, 5}));
+  EXPECT_EQ(readFile(dir.file("Panorama.tga")), makeTga(520, 300, 32, 0x20, blockPixels(520, 300, 2)));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 3);
+  createUncompressedPanorama(host, tiledOfBlocks(700, 500, 4), raw.prefix());
+  EXPECT_EQ(readFile(raw.file("Panorama.tga")), makeTga(700, 500, 32, 0x20, blockPixels(700, 500, 4)));
+  auto damaged = archiveOf({{"p.prv", std::vector<std::uint8_t>(100, 7)}});
+  damaged[16 + 3] ^= 0xFF;  // a member that does not inflate is used as zlib left it
+  createPanorama(host, damaged, raw.prefix());
+  EXPECT_EQ(readFile(raw.file("PanoramaPreview.tga")).size(), 100u);
+  EXPECT_TRUE(host.boxes.empty());
+
+  // A rejected member writes nothing.
+  auto cut = sky;
+  cut.pop_back();
+  auto tooLarge = archiveOf({{"p.prv", {1, 2, 3}}});
+  putU32(tooLarge, getU32(tooLarge, 12) + 44, 0x7FFFFFFF);  // more than deflate could give
+  ScratchDir none;
+  for (const auto& [archive, message] : std::vector<std::pair<std::vector<std::uint8_t>, std::string>>{
+           {archiveOf({{"sky.btc", cut}}), "'sky.btc'"},
+           {archiveOf({{"x.btc", std::vector<std::uint8_t>(20, 0xFF)}}), "'x.btc'"},
+           {archiveOf({{"a/sky.btc", sky}}), "path separator"},
+           {archiveOf({{"panorama", tiledOfBlocks(8, 8, 0)}}), "invalid string position"},
+           {tooLarge, "declares"}}) {
+    try {
+      createPanorama(host, archive, none.prefix());
+      ADD_FAILURE() << message << ": accepted";
+    } catch (const Error& e) {
+      EXPECT_NE(std::string(e.what()).find(message), std::string::npos) << e.what();
+    }
+  }
+  EXPECT_THROW(createUncompressedPanorama(host, std::vector<std::uint8_t>(19, 0), none.prefix()), Error);
+  EXPECT_TRUE(std::filesystem::is_empty(none.path()));
+}
