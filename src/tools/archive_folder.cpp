@@ -37,14 +37,15 @@ std::optional<std::string> convertBtc(Host& host, const fs::path& folder, const 
   if (fs::is_symlink(fs::symlink_status(target, ec)))
     return "'" + name + "' is a symbolic link in the output folder; not written through it";
   fs::remove(target, ec);  // so that a file of an earlier run does not pass for this one's
-  std::optional<std::vector<std::uint8_t>> image;
+  std::vector<std::uint8_t> image;
   try {
     image = convertBtcToTga(data);
   } catch (const Error& e) {
-    return std::string(e.what());
+    if (e.kind() == ErrorKind::Unsupported) return std::string(e.what());
+    host.messageBox(messages::kInvalidBtcCaption, messages::kInvalidBtcText);
+    return "BTC2TGA made no '" + name + "'";
   }
-  if (!image) host.messageBox(messages::kInvalidBtcCaption, messages::kInvalidBtcText);
-  if (!image || !writeWholeFile(target.string(), *image)) return "BTC2TGA made no '" + name + "'";
+  if (!writeWholeFile(target.string(), image)) return "BTC2TGA made no '" + name + "'";
   return std::nullopt;
 }
 

@@ -45,15 +45,15 @@ struct PassOutcome {
 
 void writeMember(const ExtractedMember& plan, Bytes member, PassOutcome& outcome) {
   if (plan.kind == MemberKind::Btc) {
-    // A texture too large to convert is left out and named in the summary.
+    // A texture too large to convert is left out and named in the summary; one the
+    // converter cannot read gets the box at its pass.
     try {
-      const auto image = convertBtcToTga(member);
-      if (image)
-        (void)writeWholeFile(plan.path, *image);
+      (void)writeWholeFile(plan.path, convertBtcToTga(member));
+    } catch (const Error& e) {
+      if (e.kind() == ErrorKind::Unsupported)
+        outcome.btcError = plan.path + ": " + e.what();
       else
         outcome.btcRejected = true;
-    } catch (const Error& e) {
-      outcome.btcError = plan.path + ": " + e.what();
     }
     return;
   }
