@@ -31,15 +31,18 @@ class Progress {
     if (!shown_) return;
     std::fprintf(stderr, "\r\033[K[%zu/%zu] %s", done, total_, name.c_str());
     std::fflush(stderr);
+    drawn_ = true;
   }
   void clear() {
-    if (!shown_) return;
+    if (!drawn_) return;
     std::fputs("\r\033[K", stderr);
     std::fflush(stderr);
+    drawn_ = false;
   }
 
  private:
   bool shown_;
+  bool drawn_ = false;
   std::size_t total_;
 };
 

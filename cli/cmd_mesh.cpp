@@ -25,12 +25,9 @@ int runMesh(ProgramHost& host, const MeshArgs& a) {
   requireWritten(names.xyz, xyzBefore);
   auto errors = host.takeErrors();
   // A material without any texture is the mesh's own content, not a file the tool failed to
-  // read: the MAP file is written without textures and the program warns.
+  // read: its box has said so, and the MAP file holds no textures.
   const std::string noTexture = std::string(messages::kMapErrorCaption) + ": " + messages::kMissingTextureText;
-  if (!errors.empty() && errors.front() == noTexture && errors.size() == 1) {
-    if (!host.quiet()) host.printError("vellmark: warning: '" + names.map + "' holds no texture: " + noTexture + "\n");
-    errors.clear();
-  }
+  if (errors.size() == 1 && errors.front() == noTexture) errors.clear();
   if (!errors.empty()) throw OutputError("'" + names.map + "' is incomplete: " + errors.front());
   requireWritten(names.map, mapBefore);
   return 0;

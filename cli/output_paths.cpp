@@ -70,10 +70,14 @@ std::optional<FileStamp> stampOf(const std::string& path) {
 }
 
 std::string whyNotWritable(const std::string& path) {
-  const fs::path parent = fs::path(path).parent_path();
+  // Appended rather than concatenated to a literal: GCC 12 at -O3 warns (-Wrestrict) about
+  // its own inlined operator+ for the latter.
+  const std::string parent = fs::path(path).parent_path().string();
+  std::string quoted = "'";
+  quoted.append(parent).append("'");
   std::error_code ec;
-  if (!parent.empty() && !fs::exists(parent, ec)) return "the folder '" + parent.string() + "' does not exist";
-  if (!parent.empty() && !fs::is_directory(parent, ec)) return "'" + parent.string() + "' is not a folder";
+  if (!parent.empty() && !fs::exists(parent, ec)) return "the folder " + quoted + " does not exist";
+  if (!parent.empty() && !fs::is_directory(parent, ec)) return quoted + " is not a folder";
   if (fs::is_directory(path, ec)) return "it is a folder";
   const bool existed = fs::exists(path, ec);
   std::FILE* f = std::fopen(path.c_str(), "ab");
