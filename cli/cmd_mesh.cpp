@@ -21,7 +21,13 @@ int runMesh(ProgramHost& host, const MeshArgs& a) {
   const std::string folder = prepareOutputFolder(a.outputDir);
   const MeshOutputNames names = meshOutputNames(mesh, folder);
   const auto xyzBefore = stampOf(names.xyz), mapBefore = stampOf(names.map);
-  openDirectX(host, d3d::portableMeshLayer(), mesh, folder);
+  try {
+    openDirectX(host, d3d::portableMeshLayer(), mesh, folder);
+  } catch (const ToolExit&) {
+    // The tool ends the process with 1 after its set-up or load box; name the mesh as well.
+    const auto errors = host.takeErrors();
+    throw OutputError("'" + a.mesh + "': " + (errors.empty() ? std::string("the tool gave up") : errors.front()));
+  }
   requireWritten(names.xyz, xyzBefore);
   auto errors = host.takeErrors();
   // A material without any texture is the mesh's own content, not a file the tool failed to
