@@ -1,79 +1,90 @@
 // list, unpack and pack: course archives by their own directory.
-#include <cstdio>
+#include <memory>
 #include <optional>
 
-#include "cli/commands.h"
-#include "tools/archive_folder.h"
 #include "archive/archive_members.h"
 #include "archive/listing_text.h"
 #include "base/error.h"
+#include "cli/commands.h"
+#include "tools/archive_folder.h"
 
 namespace vellmark::cli {
 
 namespace {
 
-// Splits the arguments into the positional ones and the flags this subcommand knows;
-// a flag that takes a value consumes the next argument.
-struct Parsed {
-  std::vector<std::string> positional;
-  bool flag = false;
-  std::optional<std::string> value;
+struct ListArgs {
+  std::string archive;
+  bool json = false;
 };
 
-Parsed parse(const std::vector<std::string>& args, const std::string& flag, bool takesValue, std::size_t positional) {
-  Parsed p;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    if (args[i] == flag) {
-      if (takesValue) {
-        if (i + 1 >= args.size()) fail(ErrorKind::Argument, flag + " needs a value");
-        p.value = args[++i];
-      }
-      p.flag = true;
-    } else if (args[i].size() > 1 && args[i][0] == '-') {
-      fail(ErrorKind::Argument, "unknown option '" + args[i] + "'");
-    } else {
-      p.positional.push_back(args[i]);
-    }
-  }
-  if (p.positional.size() != positional) {
-    std::string message = "expected " + std::to_string(positional);
-    message += " file or folder arguments, got " + std::to_string(p.positional.size());
-    fail(ErrorKind::Argument, message);
-  }
-  return p;
-}
-
-}  // namespace
-
-int runList(Host& host, const std::vector<std::string>& args) {
-  const Parsed p = parse(args, "--json", false, 1);
-  const auto archive = readInput(p.positional[0]);
+int runList(ProgramHost& host, const ListArgs& a) {
+  const auto archive = readInput(a.archive);
   const auto directory = openCourseArchive(archive);
   const auto listing = listArchive(archive, directory);
-  host.print(p.flag ? listingJson(listing) : listingTable(listing));
+  host.print(a.json ? listingJson(listing) : listingTable(listing));
   return 0;
 }
 
-int runUnpack(Host& host, const std::vector<std::string>& args) {
-  const Parsed p = parse(args, "--convert", false, 2);
-  const auto archive = readInput(p.positional[0]);
-  const UnpackReport report = unpackArchive(host, archive, p.positional[1], p.flag);
-  std::fflush(stdout);
-  for (const auto& line : report.problems) std::fprintf(stderr, "vellmark: %s\n", line.c_str());
+struct UnpackArgs {
+  std::string archive, folder;
+  bool convert = false;
+};
+
+int runUnpack(ProgramHost& host, const UnpackArgs& a) {
+  const auto archive = readInput(a.archive);
+  const UnpackReport report = unpackArchive(host, archive, a.folder, a.convert);
+  for (const auto& line : report.problems) host.printError("vellmark: " + line + "\n");
   host.print("members: " + std::to_string(report.written) + " written, " + std::to_string(report.converted) +
              " converted, " + std::to_string(report.refused) + " refused, " + std::to_string(report.failed) +
              " failed\n");
   return report.refused + report.failed > 0 ? 1 : 0;
 }
 
-int runPack(Host& host, const std::vector<std::string>& args) {
-  const Parsed p = parse(args, "--order", true, 2);
-  const PackReport report = packFolder(p.positional[0], p.positional[1], p.value);
-  std::fflush(stdout);
-  for (const auto& name : report.skipped)
-    std::fprintf(stderr, "vellmark: skipped '%s': not a regular file\n", name.c_str());
-  host.print(std::to_string(report.members) + " members packed into " + p.positional[1] + "\n");
+struct PackArgs {
+  std::string folder, archive, order;
+};
+
+int runPack(ProgramHost& host, const PackArgs& a) {
+  const auto order = a.order.empty() ? std::nullopt : std::optional<std::string>(a.order);
+  const PackReport report = packFolder(a.folder, a.archive, order);
+  for (const auto& name : report.skipped) host.printError("vellmark: skipped '" + name + "': not a regular file\n");
+  host.print(std::to_string(report.members) + " members packed into " + a.archive + "\n");
   return 0;
+}
+
+}  // namespace
+
+void addArchiveCommands(CLI::App& app, Registry& registry) {
+  auto l = std::make_shared<ListArgs>();
+  CLI::App* sub = addSubcommand(app, "list", nullptr, "a course archive's directory",
+                                "Lists every record of a course archive's directory: name, offset, sizes, "
+                                "storage and the member's kind.",
+                                "vellmark list --json course.arc");
+  sub->add_option("ARCHIVE", l->archive, "the course archive")->required();
+  sub->add_flag("--json", l->json, "print the listing as JSON");
+  registry.push_back({sub, [l](ProgramHost& h) { return runList(h, *l); }});
+
+  auto u = std::make_shared<UnpackArgs>();
+  sub = addSubcommand(app, "unpack", nullptr, "every member of a course archive under its own name",
+                      "Writes every member of a course archive into DIR (made when missing) under its own name, "
+                      "by the archive's directory; with --convert also BTC textures as NAME.tga and vertex "
+                      "lists' coordinates as NAME.txt. A bad member is reported and the others are written.",
+                      "vellmark unpack --convert course.arc course/");
+  sub->add_option("ARCHIVE", u->archive, "the course archive")->required();
+  sub->add_option("DIR", u->folder, "the folder the members go into")->required();
+  sub->add_flag("--convert", u->convert, "also write BTC textures as TGA and vertex lists as text");
+  registry.push_back({sub, [u](ProgramHost& h) { return runUnpack(h, *u); }});
+
+  auto p = std::make_shared<PackArgs>();
+  sub = addSubcommand(app, "pack", nullptr, "a folder's files into a course archive",
+                      "Writes the regular files of DIR as a course archive: in the order LISTFILE names them "
+                      "(one name a line; other files are left out), or sorted by name. Packing what unpack "
+                      "wrote, in the order list prints, gives the archive back byte for byte.",
+                      "vellmark pack --order names.txt course/ course.arc");
+  sub->add_option("DIR", p->folder, "the folder of members")->required();
+  sub->add_option("ARCHIVE", p->archive, "the archive to write")->required();
+  sub->add_option("--order", p->order, "the member names in archive order, one a line")->type_name("LISTFILE");
+  registry.push_back({sub, [p](ProgramHost& h) { return runPack(h, *p); }});
 }
 
 }  // namespace vellmark::cli

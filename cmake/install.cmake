@@ -25,3 +25,8 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VellmarkConfig.cmake
 file(RELATIVE_PATH VELLMARK_PC_UP "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(${CMAKE_CURRENT_LIST_DIR}/vellmark.pc.in ${CMAKE_CURRENT_BINARY_DIR}/vellmark.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vellmark.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The man page exists only where help2man ran (see manpage.cmake).
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vellmark.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 OPTIONAL)
+install(FILES cli/vellmark.bash-completion DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+  RENAME vellmark)

@@ -198,8 +198,8 @@ TEST(Program, UsageAndInputErrorsExitWithTwoAndSayWhy) {
       {{"help", "FlipTgaFile"}, 0, ""},
       {{}, 2, "usage: vellmark"},
       {{"no-such-tool"}, 2, "vellmark: unknown subcommand"},
-      {{"flip-sky"}, 2, "vellmark: flip-sky takes SKY.tga"},
-      {{"extract", "a", "b", "c"}, 2, "vellmark: error: extract takes"},
+      {{"flip-sky"}, 2, "vellmark: error: flip-sky: SKY_TGA is required"},
+      {{"extract", "a", "b", "c"}, 2, "vellmark: error: extract: "},
       {{"FlipTgaFile", dir.file("absent.tga")}, 2, "vellmark: error: cannot open input file '"},
       {{"extract", dir.file("absent.arc"), "p"}, 2, "vellmark: error: cannot open input file '"},
   };
