@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "archive/archive_members.h"
+#include "archive/extraction_plan.h"
 #include "base/error.h"
 #include "base/ordered_parallel.h"
 #include "cli/commands.h"
