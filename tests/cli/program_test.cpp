@@ -197,31 +197,6 @@ TEST(Program, FlipTgaFileWritesBesideTheProgramAndHandsThePathBack) {
   fs::remove(libOutput);
 }
 
-TEST(Program, UsageAndInputErrorsExitWithTwoAndSayWhy) {
-  ScratchDir dir;
-  const struct {
-    std::vector<std::string> args;
-    int status;
-    std::string errStart;
-  } rows[] = {
-      {{"--help"}, 0, ""},
-      {{"help", "FlipTgaFile"}, 0, ""},
-      {{}, 2, "usage: vellmark"},
-      {{"no-such-tool"}, 2, "vellmark: unknown subcommand"},
-      {{"flip-sky"}, 2, "vellmark: error: flip-sky: SKY_TGA is required"},
-      {{"extract", "a", "b", "c"}, 2, "vellmark: error: extract: "},
-      {{"FlipTgaFile", dir.file("absent.tga")}, 2, "vellmark: error: cannot open input file '"},
-      {{"extract", dir.file("absent.arc"), "p"}, 2, "vellmark: error: cannot open input file '"},
-  };
-  for (const auto& row : rows) {
-    auto run = runCli(row.args);
-    SCOPED_TRACE(row.args.empty() ? "(none)" : row.args[0]);
-    EXPECT_EQ(run.status, row.status);
-    EXPECT_EQ(run.err.rfind(row.errStart, 0), 0u) << run.err;
-  }
-  EXPECT_EQ(runCli({"--version"}).out.rfind("vellmark ", 0), 0u);
-}
-
 TEST(SharedLibrary, ExportsExactlyTheEightTools) {
   const std::set<std::string> expected = {"BTC2TGA", "CreatePanorama", "CreateSkyFile", "CreateUncompressedPanorama",
                                           "FlipTgaFile", "OpenDirectX", "xpr2tga", "ExtractMSCourse"};
