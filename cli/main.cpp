@@ -6,6 +6,7 @@
 #include <string>
 
 #include "cli/commands.h"
+#include "platform/console_host.h"
 #include "cli/output_paths.h"
 
 namespace {

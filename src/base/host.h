@@ -31,19 +31,4 @@ class Host {
   [[noreturn]] virtual void exitProcess(int status) = 0;
 };
 
-// Message boxes become "CAPTION: TEXT" lines on standard error; no dialog.
-class ConsoleHost : public Host {
- public:
-  void messageBox(std::string_view caption, std::string_view text) override;
-  std::string executablePath() override;
-  bool folderExists(const std::string& path) override;
-  void createFolder(const std::string& path) override;
-  std::optional<std::string> openFileDialog(const std::string& initial) override;
-  void print(std::string_view text) override;
-  [[noreturn]] void exitProcess(int status) override;
-};
-
-// The host that the C exports use (Win32 in the DLL, the console host in the .so).
-Host& exportHost();
-
 }  // namespace vellmark

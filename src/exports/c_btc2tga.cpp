@@ -1,6 +1,6 @@
 // C export: BTC2TGA. The caller hands the whole file in memory with its length.
 #include "exports/boundary.h"
-#include "base/host.h"
+#include "platform/export_host.h"
 #include "base/error.h"
 #include "tools/btc_to_tga.h"
 #include "vellmark/vellmark.h"

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "exports/boundary.h"
-#include "base/host.h"
+#include "platform/export_host.h"
 #include "archive/course_archive.h"
 #include "base/error.h"
 #include "tools/panorama.h"

@@ -1,6 +1,6 @@
 // C export: CreateSkyFile.
 #include "exports/boundary.h"
-#include "base/host.h"
+#include "platform/export_host.h"
 #include "base/error.h"
 #include "base/ordered_parallel.h"
 #include "tools/sky_file.h"

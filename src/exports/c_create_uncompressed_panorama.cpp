@@ -1,7 +1,7 @@
 // C export: CreateUncompressedPanorama. The caller hands the stream without its length; its
 // header and record lengths say how far it reaches.
 #include "exports/boundary.h"
-#include "base/host.h"
+#include "platform/export_host.h"
 #include "base/error.h"
 #include "tools/panorama.h"
 #include "vellmark/vellmark.h"

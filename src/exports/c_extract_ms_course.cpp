@@ -1,7 +1,7 @@
 // C export: ExtractMSCourse. The caller hands the whole archive in memory with its length.
 #include "tools/extract_course.h"
 #include "exports/boundary.h"
-#include "base/host.h"
+#include "platform/export_host.h"
 #include "base/error.h"
 #include "base/ordered_parallel.h"
 #include "vellmark/vellmark.h"

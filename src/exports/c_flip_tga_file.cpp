@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "exports/boundary.h"
-#include "base/host.h"
+#include "platform/export_host.h"
 #include "tools/flip_sky.h"
 #include "vellmark/vellmark.h"
 

@@ -2,7 +2,7 @@
 // there; the Linux library uses the portable layer.
 #include "tools/mesh_layer.h"
 #include "exports/boundary.h"
-#include "base/host.h"
+#include "platform/export_host.h"
 #include "tools/open_direct_x.h"
 #include "vellmark/vellmark.h"
 

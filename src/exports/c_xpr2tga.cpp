@@ -1,6 +1,6 @@
 // C export: xpr2tga.
 #include "exports/boundary.h"
-#include "base/host.h"
+#include "platform/export_host.h"
 #include "vellmark/vellmark.h"
 #include "tools/xpr_to_tga.h"
 

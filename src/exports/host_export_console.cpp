@@ -1,4 +1,5 @@
-#include "base/host.h"
+#include "platform/console_host.h"
+#include "platform/export_host.h"
 
 namespace vellmark {
 

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "base/host.h"
+#include "platform/console_host.h"
 
 #ifdef _WIN32
 #include <direct.h>

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <string>
 
-#include "base/host.h"
+#include "platform/export_host.h"
 
 namespace vellmark {
 
