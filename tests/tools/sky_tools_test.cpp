@@ -43,14 +43,12 @@ TEST_F(SkyTools, SkyFileOfTheRealSkyAndItsRejections) {
   writeFile(dir.file("small.tga"), makeTga(512, 36, 32, 0x20, {}));
   writeFile(dir.file("narrow.tga"), makeTga(4799, 320, 32, 0x20, {}));
   writeFile(dir.file("low.tga"), makeTga(4800, 319, 32, 0x20, {}));
-  const std::vector<std::pair<const char*, const char*>> boxed = {
-      {"dusk.tga", "preview.tga"}, {"small.tga", "absent.tga"}, {"narrow.tga", "absent.tga"},
-      {"preview.tga", "narrow.tga"}, {"preview.tga", "low.tga"}, {"preview.tga", "small.tga"}};
-  for (const auto& [previewName, skyName] : boxed)
+  for (const auto& [previewName, skyName] : std::vector<std::pair<const char*, const char*>>{
+           {"dusk.tga", "preview.tga"}, {"small.tga", "absent.tga"}, {"preview.tga", "narrow.tga"}, {"preview.tga", "low.tga"}})
     createSkyFile(host, dir.file(previewName), dir.file(skyName), dir.path().string(), 1);
   const Box badPreview{messages::kInvalidTgaCaption, messages::kInvalidPreviewText};
   const Box badSky{messages::kInvalidTgaCaption, messages::kInvalidMainSkyText};
-  EXPECT_EQ(host.boxes, (std::vector<Box>{badPreview, badPreview, badPreview, badSky, badSky, badSky}));
+  EXPECT_EQ(host.boxes, (std::vector<Box>{badPreview, badPreview, badSky, badSky}));
   host.boxes.clear();
 
   auto shortSky = sky;
@@ -79,7 +77,6 @@ TEST_F(SkyTools, FlipOfTheRealBottomFirstSkyAndItsRejections) {
   const std::vector<std::pair<std::vector<std::uint8_t>, ErrorKind>> rejected = {
       {{0, 0, 2}, ErrorKind::Truncated},
       {makeTga(5001, 320, 32, 0, {}), ErrorKind::Unsupported},
-      {makeTga(0x8000, 320, 32, 0, {}), ErrorKind::Unsupported},
       {makeTga(4, 320, 32, 0, std::vector<std::uint8_t>(4 * 4 * 320 - 1)), ErrorKind::Truncated},
   };
   for (const auto& [bytes, kind] : rejected) {
