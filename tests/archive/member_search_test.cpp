@@ -94,7 +94,7 @@ TEST(ExtractionPlan, TheFirstTagThatHoldsDecides) {
     EXPECT_EQ(classifyMember(data), kind) << memberKindName(kind);
     for (std::size_t n = 0; tagEndsTheData && n < data.size(); ++n) {
       auto block = std::make_unique<std::uint8_t[]>(n);  // exactly sized, for ASan
-      std::copy_n(data.begin(), n, block.get());
+      for (std::size_t i = 0; i < n; ++i) block[i] = data[i];
       EXPECT_EQ(classifyMember({block.get(), n}), MemberKind::Unknown) << memberKindName(kind) << " " << n;
     }
   }

@@ -1,5 +1,6 @@
 #include "tools/extract_course.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <map>
@@ -100,4 +101,14 @@ TEST(ExtractCourse, PassOrderHoldsOnEveryThreadCount) {
     EXPECT_EQ(parallel.files, sequential.files) << threads;
     EXPECT_EQ(parallel.boxes, sequential.boxes) << threads;
   }
+}
+
+// The library's export refuses a negative length rather than reading that far.
+TEST(ExtractCourse, ExportRefusesANegativeLength) {
+  void* library = dlopen(VELLMARK_SHARED_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(library, nullptr);
+  const auto run = reinterpret_cast<void (*)(const unsigned char*, int, const char*)>(dlsym(library, "ExtractMSCourse"));
+  testing::internal::CaptureStderr();
+  run(nullptr, -1, "never_");
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("archiveLength -1 is negative"), std::string::npos);
 }
