@@ -42,8 +42,8 @@ TEST(XboxFormats, EveryFormatConvertsToItsKnownPixels) {
 }
 
 TEST(XboxTiling, RectanglesThatLeaveTheSurfaceAreErrors) {
-  std::vector<std::uint8_t> exact(32 * 32 * 4), dst(32 * 32 * 4);
-  EXPECT_NO_THROW(untile(exact, {32, 2, 0, 0, 32, 32}, dst, 128));
+  std::vector<std::uint8_t> exact(2 * 32 * 32 * 4), dst(32 * 32 * 4);
+  EXPECT_NO_THROW(untile(std::span(exact).first(4096), {32, 2, 0, 0, 32, 32}, dst, 128));
   const struct {
     const char* what;
     std::size_t source;
@@ -53,7 +53,7 @@ TEST(XboxTiling, RectanglesThatLeaveTheSurfaceAreErrors) {
       {"source a byte short", 4095, {32, 2, 0, 0, 32, 32}, 4096, 128},
       {"one row past the tile", 4096, {32, 2, 0, 1, 32, 32}, 4096, 128},
       {"wider than the pitch", 4096, {32, 2, 1, 0, 32, 1}, 4096, 128},
-      {"pitch not a tile multiple", 4096, {48, 2, 0, 0, 8, 8}, 4096, 32},
+      {"pitch not a tile multiple", 8192, {48, 2, 0, 0, 8, 8}, 4096, 32},
       {"target too small", 4096, {32, 2, 0, 0, 32, 32}, 100, 128},
   };
   for (const auto& c : cases)
