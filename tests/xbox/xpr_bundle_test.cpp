@@ -43,11 +43,6 @@ TEST(XprBundle, EveryCutIsTruncatedAndTrailingBytesAreIgnored) {
   auto longer = file;
   longer.insert(longer.end(), 100, 0xEE);
   EXPECT_EQ(parseXprBundle(longer, "longer").bundle->dataBlock.size(), loadU32BE(&file[8]));
-  auto wrong = file;
-  wrong[3] = '1';
-  const XprParse parsed = parseXprBundle(wrong, "wrong");
-  EXPECT_FALSE(parsed.bundle);
-  EXPECT_EQ(parsed.magic, 0x58505231u);
 }
 
 TEST(XprBundle, FieldsThatPointOutsideTheBlocksAreErrors) {
@@ -75,6 +70,7 @@ TEST(XprBundle, FieldsThatPointOutsideTheBlocksAreErrors) {
       {"user data past the header block", entry(4, 1), headerSize, [&](const XprBundle& b) { userData(b, 4); }},
       {"user data wrapping around", entry(4, 1), 0xFFFFFFFC, [&](const XprBundle& b) { userData(b, 4); }},
       {"base at the top of the address space", 12 + firstTexture + 32, 0xFFFFF000 | lowBits(firstTexture + 32), [&](const XprBundle& b) { texture(b, 0); }},
+      {"last texture a byte past a shortened data block", 8, loadU32BE(&good[8]) - 1, [&](const XprBundle& b) { texture(b, 9); }},
       {"base past the data block", 12 + firstTexture + 32, 0x00FFF000 | lowBits(firstTexture + 32), [&](const XprBundle& b) { texture(b, 0); }},
       {"pitch field 0", 12 + firstTexture + 28, loadU32BE(&good[12 + firstTexture + 28]) & ~(0x1FFu << 22), [&](const XprBundle& b) { texture(b, 0); }},
       {"tail read at the mip address", 12 + bundle.directory[3].offset + 48, 0x7FFFF000 | lowBits(bundle.directory[3].offset + 48),
@@ -96,4 +92,5 @@ TEST(XprBundle, FieldsThatPointOutsideTheBlocksAreErrors) {
   EXPECT_THROW(name(unterminated, 4), Error);
   EXPECT_NO_THROW(texture(bundle, 0));
   EXPECT_NO_THROW(texture(bundle, 3));
+  EXPECT_NO_THROW(texture(bundle, 9));
 }

@@ -1,7 +1,5 @@
-// The .x loader: real and made files down to a digest of everything it returns, the result
-// code of every way a file can be wrong, and every cut of small files. The digests were
-// taken from the loader when its results had been checked value by value against the
-// known outputs of the Direct3D 9 extension library's loader.
+// The digests of what the loader returns were taken when its results had been checked value
+// by value against the known outputs of the Direct3D 9 extension library's loader.
 #include "xfile/x_loader.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +17,6 @@ using namespace vellmark::test;
 
 namespace {
 
-// Every value the loader returns: vertex format, vertices, indices, attributes, materials.
 std::string digest(const LoadedMesh& m) {
   std::vector<std::uint8_t> s;
   auto f = [&](float v) {
@@ -46,7 +43,6 @@ std::string code(ResultCode c) {
   return text;
 }
 
-// The digest of what `file` loads to, or the code of the failure it raises.
 std::string resultOf(Bytes file) {
   try {
     return digest(loadXFile(file));
@@ -112,14 +108,11 @@ const std::string kBin = "xof 0303bin 0032";
 std::vector<LoaderCase> loaderCases() {
   return {
       {"reference simple", kTxt + kTri, kTriangle},
-      {"separators ;", kTxt + "Mesh {3; 0; 0; 0;, 0; 1; 0;, 1; 1; 0;; 1; 3; 0, 1, 2;;}", kTriangle},
-      {"separators ;;;", kTxt + "Mesh {3;;;; 0;;; 0;;; 0;;;, 0;;; 1;;; 0;;;, 1;;; 1;;; 0;;;;; 1;;; 3;;; 0,1,2;;;;;}", kTriangle},
       {"separators ,", kTxt + "Mesh {3, 0, 0, 0, 0, 1, 0, 1, 1, 0, 1, 3, 0, 1, 2,}", kTriangle},
       {"separators ;;;,", kTxt + "Mesh {3;;;;;, 0;;;;;, 0;;;;;, 0;;;;;, 0;;;;;, 1;;;;;, 0;;;;;, 1;;;;;, 1;;;;;, 0;;;;;, 1;;;;;, 3;;;;;, 0;;;;;, 1;;;;;, 2;;;;;,}", kTriangle},
       {"numbers", kTxt + "Mesh {6; 1e-05; -0.000000; .5;, 1.5E+2; +2.25; 1.;, -1; 4294967295.5; 0.1;, 0.7; 123456.789; 3.4028235e38;,"
                    "1e39; -1e39; 1e-50;, 1.#INF; -1.#INF; 1.#QNAN;; 2; 3;0,1,002;, 3;3,4,5;;"
-                   "MeshTextureCoords {6; -1.#IND; 1.#QNAN0;, 0;0;, 0;0;, 0;0;, 0;0;, 0;0;;}}",
-      "748ac4225f03ee4135e0ccc6669b34ad29b3a035e2e423daafa026341845ea5d"},
+                   "MeshTextureCoords {6; -1.#IND; 1.#QNAN0;, 0;0;, 0;0;, 0;0;, 0;0;, 0;0;;}}", "748ac4225f03ee4135e0ccc6669b34ad29b3a035e2e423daafa026341845ea5d"},
       {"comments", kTxt + "# comment\r\nMesh\t{ // another\r\n 3;\t// after a value\n" + std::string(1, '\0') + " 0;0;0;, 0;1;0;, 1;1;0;; 1; 3; 0, 1, 2;;# end\n}", kTriangle},
       {"many comments", kTxt + "Mesh {" + repeat("#\n", 300000) + "3; 0;0;0;, 0;1;0;, 1;1;0;; 1; 3; 0, 1, 2;;}", kTriangle},
       {"strings", kTxt + strip(1, "MeshMaterialList {4; 1; 3;; Material {1;0;0;1;; 2; 0;0;0;; 0;0;0;; TextureFilename {\"foo;bar\";}}"
@@ -135,24 +128,17 @@ std::vector<LoaderCase> loaderCases() {
       {"references", kTxt + "Material Red {1;0;0;1;;0;0;0;0;;0;0;0;;} Material Blue {0;0;1;1;;0;0;0;0;;0;0;0;;}" +
                    strip(2, "MeshMaterialList {2; 2; 1, 0;; {Red} {Blue <3D82AB4D-62DA-11CF-AB39-0020AF71E433>}}"),
       "ab1061f099bd9be7014473bcc67835faeffe94c9c0cc9a2209a8d04f0ed9a1e9"},
-      {"short material list", kTxt + strip(4, "MeshMaterialList {2; 2; 1, 0;;" + kTwo + "}"),
-      "3219a5cea1db3e13315dff997a46809df71598e26773934ea45485d68213aaec"},
-      {"one material index", kTxt + strip(3, "MeshMaterialList {2; 1; 1;;" + kTwo + "}"),
-      "004bc95a4676609152fe664df6a08f0be063fd001dfe84e8319ea05df3520a5f"},
-      {"no material indexes", kTxt + strip(2, "MeshMaterialList {1; 0;;" + material() + "}"),
-      "7b316f82373ac24ef7a4f12ae801d78d78b29ab29b900a110fd84fa5b6736c0b"},
+      {"short material list", kTxt + strip(4, "MeshMaterialList {2; 2; 1, 0;;" + kTwo + "}"), "3219a5cea1db3e13315dff997a46809df71598e26773934ea45485d68213aaec"},
+      {"no material indexes", kTxt + strip(2, "MeshMaterialList {1; 0;;" + material() + "}"), "7b316f82373ac24ef7a4f12ae801d78d78b29ab29b900a110fd84fa5b6736c0b"},
       {"unsorted materials", kTxt + strip(4, "MeshMaterialList {2; 4; 1, 0, 1, 0;;" + kTwo + "}"),
       "5989335cec874ca3225d5d44596c986b4831ede1eb6e1744e7a38cf38dc91060"},
       {"polygon material", kTxt + "Mesh {5; 0;0;0;, 1;0;0;, 1;1;0;, 0;1;0;, 2;2;0;; 2; 5; 0,1,2,4,3;, 3; 0,1,2;;"
-                   "MeshMaterialList {2; 2; 1, 0;;" + kTwo + "}}",
-      "38d19dcea6480d56c041861126f88e90dd72ed934e7be8b40a162b939cb8bccb"},
+                   "MeshMaterialList {2; 2; 1, 0;;" + kTwo + "}}", "38d19dcea6480d56c041861126f88e90dd72ed934e7be8b40a162b939cb8bccb"},
       {"textures and colours", kTxt + strip(1, "MeshMaterialList {3; 1; 2;;" + material("a.tga", 0.25f) +
                    "Material {0.1;0.3;0.7;1;;0;0;0;0;;-0.5;1.5;0.5;; TextureFileName {\"first\";} TextureFilename {\"second\";}}" + material() + "}"),
       "3cd4bcd03497b1750d138e2623617781781e2bea2609622473c94f8fad605e39"},
       {"frames nest", kTxt + "Frame Parent {" + matrix("0,1,0,0, -1,0,0,0, 0,0,1,0, 0,0,0,1") + "Frame Child {" + translation(1, 0, 0) + kPoint + "}" + translation(0, 0, 7) + kPoint + "}",
       "fcd398f776576a071b27ca01defde3f863a1fd1b981d55be8e72cf498db0a7c3"},
-      {"frame matrices in order", kTxt + "Frame {" + matrix("2,0,0,0, 0,2,0,0, 0,0,2,0, 0,0,0,1") + translation(1, 0, 0) + "Mesh {3; 1;0;0;, 0;0;0;, 0;0;0;; 1; 3;0,1,2;;}}",
-      "07142ac9d4a73b72f9232bc947e9ff78a177e5b4d820ec63ea00b230fe70132d"},
       {"projective matrix", kTxt + "Frame {" + matrix("1,0,0,0, 0,1,0,0, 0,0,1,0, 0,0,0,2") + "Mesh {3; 4;2;6;, 0;0;0;, 0;0;0;; 1; 3;0,1,2;;}}",
       "d30b5540ab2ed97c83a9580c754e66ae0c2fa02e90372e5dd747f337e78b251b"},
       {"merge", kTxt + strip(2, "MeshNormals {1; 0;0;2;; 2; 3;0,0,0;, 3;0,0,0;;}MeshMaterialList {2; 2; 0, 1;;" + material("a") + material("b") + "}") +
@@ -161,21 +147,16 @@ std::vector<LoaderCase> loaderCases() {
       "6d2b84296c0a834f6ffcb66b354f7232517495fdd61f0ae774c1f3652f97dfa4"},
       {"normals split vertices", kTxt + strip(2, "MeshNormals {3; 1;0;0;, 0;1;0;, 0;0;3;; 2; 3;0,1,2;, 3;1,1,2;;}"),
       "8b15319dae7eee8adb3ef1907288bdb0608c7c55fc357af680856b79be4654cd"},
-      {"merge without materials", kTxt + strip(1) + strip(2),
-      "5a1054410ddfe9a007c9acda9053aaaa666f903a90f5b455cd34f4dec01fb047"},
       {"referenced and empty meshes", kTxt + strip(1, "", "Shared") + "Frame {" + translation(0, 5, 0) + "{Shared} {Missing}}" + "Mesh {0;;0;;}" + "Mesh {2; 7;7;7;, 8;8;8;; 0;;}",
       "9c27e6d3979a74f3d848b59a6bacaf26ca6026e841a898e99b1438d62eaac2bb"},
       {"meshes in unread objects", kTxt + strip(1) + "AnimationSet {" + strip(1) + "} Whatever {Mesh {3; 0;0;0;;}}",
       "21bb2bb746660aafd514a5dcadc8483609fa8fde8316d27c7432f67309b4f211"},
-      {"largest grid", kTxt + grid(255),
-      "63bae9fdc0da9c58662d7c49b9f3ae465435d057565698394be797dc3030c17e"},
+      {"largest grid", kTxt + grid(255), "63bae9fdc0da9c58662d7c49b9f3ae465435d057565698394be797dc3030c17e"},
       {"binary spanning lists", kBin + bin({1, 4, 0}) + "Mesh" + bin({10, 3, 3, 0, 20, 20, 19, 7, 9, 0}) + std::string(36, '\0') +
-                   bin({6, 2, 0, 1, 0, 3, 0, 3, 0, 0, 19, 6, 2, 0, 1, 0, 2, 0, 11}),
-      "b4c95b4eff77681e2d28d1811944ae69cadacb0127de8b064c96d8cc68fd4565"},
+                   bin({6, 2, 0, 1, 0, 3, 0, 3, 0, 0, 19, 6, 2, 0, 1, 0, 2, 0, 11}), "b4c95b4eff77681e2d28d1811944ae69cadacb0127de8b064c96d8cc68fd4565"},
       // failures
       {"no mesh", kTxt, code(kFail)},
       {"grid over 65535 vertices", kTxt + grid(257), code(kInvalidCall)},
-      {"header case", "xOf 0303txt 0032", code(kBadFileType)},
       {"header format", "xof 0303cmp 0032", code(kBadFileType)},
       {"header version", "xof 0102txt 0032", code(kBadFileVersion)},
       {"header float size", "xof 0303txt 0050", code(kBadFileFloatSize)},
@@ -184,7 +165,6 @@ std::vector<LoaderCase> loaderCases() {
       {"binary integer without separator", kBin + bin({1, 4, 0}) + "Mesh" + bin({10, 3, 3, 0, 11}), code(kParseError)},
       {"binary unknown token", kBin + bin({4}), code(kParseError)},
       {"binary huge list", kBin + bin({1, 4, 0}) + "Mesh" + bin({10, 6, 0x4040, 0x4040}), code(kParseError)},
-      {"binary huge name", kBin + bin({1, 0xFFFF, 0xFFFF}), code(kParseError)},
   };
 }
 
@@ -213,7 +193,6 @@ TEST(XLoader, RealFilesLoadToTheirKnownMeshes) {
       {"made/triangle_bin64.x", "56a56c975fa6f014ac6279bd9822519dfd28039d5c34e78bc6a0209434692a26"},
       {"made/mszip_bin_50.x", "56a56c975fa6f014ac6279bd9822519dfd28039d5c34e78bc6a0209434692a26"},
       {"made/triangle_bin64_read_as_32.x", "code 88760390"},
-      // Made: the reference cases whose results are known from the extension library.
       {"made/reference_box.x", "47ca2360254c3832e30b610685ac3c4501c9f9c5beeeee9a6aece129c19d83fb"},
       {"made/reference_framed.x", "2c46bbafde338dbf6cb03600aff03a8d34055fe2390649693961f07ce15cfe6f"},
   };
@@ -224,22 +203,20 @@ TEST(XLoader, MadeFilesLoadToTheirKnownMeshesOrFailWithTheirCode) {
   for (const LoaderCase& c : loaderCases()) EXPECT_EQ(resultOf(c.file), c.expected) << c.name;
 }
 
-// Bodies whose syntax or values are wrong, and meshes whose data contradict themselves.
 TEST(XLoader, MalformedBodiesFailWithTheirCode) {
   const std::vector<std::string> parseErrors = {
       "Mesh {3;0.0; 0.0; 0.0;,0.0; 1.0; 0.0;,1.0; 1.0; 0.0;;1;3; 0, 1, 2;;", "Material {3; 0, 1,, 2; 5;}",
-      "Material {3; 0, 1,; 2; 5;}", "Material {3; 0, 1, 2; 5}", "Material {3; 0 1 2; 5;}", "Whatever {3;, ,4;}",
+      "Material {3; 0, 1, 2; 5}", "Material {3; 0 1 2; 5;}", "Whatever {3;, ,4;}",
       "Whatever {3; Child {} 4;}", "Material {4294967296;}", "Material {1.2.3;}", "Material {1e;}", "Material {1.#NAN;}",
       "Material {@;}", "Material {1; / 2;}", "TextureFilename {\"open;}", "template T { DWORD x; }",
       "template T { <1234567-1234-1234-1234-111111111111> }", "template T { " + kGuid + " array DWORD x; }",
-      "template T { " + kGuid + " [..] }", "Frame { template T { " + kGuid + " } }", "Frame {", "Frame }", "1;",
+      "Frame { template T { " + kGuid + " } }", "Frame {", "Frame }", "1;",
       "Frame { {1} }", "Frame { {Red; } }", repeat("Frame {", 201) + std::string(201, '}'),
       strip(1, "MeshMaterialList {1; 1; 0;; Material {1;1;1;1;;0;0;0;0;;0;0;;}}"),
-      strip(1, "MeshMaterialList {1; 1; 0;; Material {1;1;1;1;;0;0;0;0;;0;0;0;0;;}}"),
       strip(1, "MeshMaterialList {1; 1; 0;; Material {1;1;1;1;;0;\"x\";0;0;;0;0;0;;}}"),
       strip(1, "MeshMaterialList {1; 1; 0;; Material {1;1;1;1;;0;0;0;0;;0;0;0;; TextureFilename {1;}}}"),
       "Mesh {3; 0;0;0;, 1;0;0;, 0;1;0;; 1; 3; 0,1,2;; 5;}", "Mesh {3; 0;0;0;, 1;0;0;, 0;1;0;; -1; 3; 0,1,2;;}",
-      "Mesh {3; 0;0;0;, 1;0;0;, 0;1;0;; 1.0; 3; 0,1,2;;}", "Mesh {4000000000; 0;0;0;;}",
+      "Mesh {4000000000; 0;0;0;;}",
       "Mesh {3; 0;0;0;, 1;0;0;, 0;1;0;; 1; 4000000000; 0,1,2;;}",
       "Frame {FrameTransformMatrix {1,0,0,0,0,1,0,0,0,0,1,0,0,0,0;;}" + strip(1) + "}"};
   for (const std::string& body : parseErrors) EXPECT_EQ(resultOf(kTxt + body), code(kParseError)) << body;
@@ -248,7 +225,7 @@ TEST(XLoader, MalformedBodiesFailWithTheirCode) {
       material(), "Frame Box01 {    Mesh { 0;; 0;;        MeshNormals { 0;; 0;; }    }}",
       "Mesh {3; 0;0;0;, 1;0;0;, 0;1;0;; 1; 3; 0,1,3;;}", "Mesh {3; 0;0;0;, 1;0;0;, 0;1;0;; 1; 2; 0,1;;}",
       strip(2, "MeshNormals {1; 0;0;1;; 1; 3;0,0,0;;}"), strip(1, "MeshNormals {1; 0;0;1;; 1; 4;0,0,0,0;;}"),
-      strip(1, "MeshNormals {1; 0;0;1;; 1; 3;0,1,0;;}"), strip(1, "MeshTextureCoords {3; 0;0;, 0;0;, 0;0;;}"),
+      strip(1, "MeshTextureCoords {3; 0;0;, 0;0;, 0;0;;}"),
       strip(1, "MeshVertexColors {1; 4; 1;0;0;1;;}"), strip(2, "MeshMaterialList {2; 2; 0, 2;;" + kTwo + "}"),
       strip(2, "MeshMaterialList {2; 2; 0, 1;;" + material() + "}"),
       strip(2, "MeshMaterialList {2; 2; 0, 1;;" + kTwo + material() + "}"),
@@ -276,8 +253,8 @@ TEST(XLoader, DamagedCompressedBlocksAreParseErrors) {
   }
 }
 
-// Each cut in a block of exactly its size, so that a read past the end is caught by the
-// sanitizers; a text file cut only in the white space after its last "}" is still whole.
+// Each cut in a block of its own size, so that the sanitizers see a read past the end; a text
+// file cut in the white space after its last "}" is still whole.
 TEST(XLoader, EveryCutOfASmallFileFailsWithACode) {
   for (const char* path : {"assimp/test_cube_binary.x", "assimp/test_cube_text.x", "assimp/test_cube_compressed.x",
                            "made/triangle_bin64.x", "made/mszip_bin_50.x", "made/mszip_text_3_64.x"}) {
