@@ -54,7 +54,9 @@ TEST(Tga, EveryTruncatedPrefixIsRejected) {
       {[](Bytes b) { flipTgaRows(b, 8, 2, "f"); }, tga},
       {[](Bytes b) { readTgaImage(b, "i"); }, kBottomFirst24},
   };
-  for (const auto& [parse, whole] : parsers) {
+  for (const auto& row : parsers) {
+    const auto& parse = row.first;
+    const auto& whole = row.second;
     EXPECT_NO_THROW(parse(whole));
     for (std::size_t n = 0; n < whole.size(); ++n) {
       const std::vector<std::uint8_t> prefix(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(n));

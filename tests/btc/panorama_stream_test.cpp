@@ -103,10 +103,10 @@ TEST(PanoramaStream, RejectsWhatWouldOverrunTheStoreTheImageOrTheData) {
   const std::vector<std::pair<std::vector<std::uint8_t>, std::function<void(Bytes)>>> parsers = {
       {makeTiledPanoramaStream(sparse), [&](Bytes b) { buildTiledPanorama(b, store, "cut"); }},
       {emptySkyStream(), [&](Bytes b) { buildSkyPanorama(b, store, "cut"); }}};
-  for (const auto& [whole, parse] : parsers)
-    for (std::size_t n = 0; n < whole.size(); ++n) {
-      const std::vector<std::uint8_t> cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(n));
-      EXPECT_EQ(errorKind([&] { parse(cut); }), ErrorKind::Truncated) << n << " of " << whole.size();
+  for (const auto& row : parsers)
+    for (std::size_t n = 0; n < row.first.size(); ++n) {
+      const std::vector<std::uint8_t> cut(row.first.begin(), row.first.begin() + static_cast<std::ptrdiff_t>(n));
+      EXPECT_EQ(errorKind([&] { row.second(cut); }), ErrorKind::Truncated) << n << " of " << row.first.size();
     }
   EXPECT_THROW(makeSkyPanoramaStream(blockImage(4800, 321)), Error);
   EXPECT_THROW(makeTiledPanoramaStream(blockImage(256, 769)), Error);
