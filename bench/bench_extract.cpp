@@ -12,7 +12,7 @@
 #include "tools/extract_course.h"
 #include "archive/member_inflate.h"
 #include "course_fixture.h"
-#include "support/silent_host.h"
+#include "silent_host.h"
 #include "tools/btc_writers.h"
 
 using namespace vellmark;

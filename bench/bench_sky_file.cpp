@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "course_fixture.h"
-#include "support/silent_host.h"
+#include "silent_host.h"
 #include "base/file_io.h"
 #include "tools/sky_file.h"
 

@@ -14,7 +14,7 @@
 
 #include "tools/extract_course.h"
 #include "archive/member_inflate.h"
-#include "support/silent_host.h"
+#include "silent_host.h"
 
 namespace {
 

@@ -65,8 +65,6 @@ F exported(const char* name) {
   return lib ? reinterpret_cast<F>(dlsym(lib, name)) : nullptr;
 }
 
-std::vector<std::uint8_t> bytesOf(const std::string& path) { return readFile(path); }
-
 struct Case {
   const char* name;
   std::vector<std::string> args;  // the subcommand's, with IN/ standing for the inputs folder
@@ -100,52 +98,39 @@ TEST(Program, EveryExportWritesWhatItsSubcommandWrites) {
   writeFile(in + "/raw.pan", std::vector<std::uint8_t>(stream.begin() + 1, stream.end()));
 
   using Memory = void (*)(const void*, int, const char*);
-  const std::vector<Case> cases = {
-      {"BTC2TGA", {"btc2tga", "IN/bark.btc", "bark.tga"},
-       [](const std::string& in) {
-         auto d = bytesOf(in + "/bark.btc");
-         exported<void (*)(const void*, const char*, int)>("BTC2TGA")(d.data(), "bark.tga", int(d.size()));
-       }},
-      {"BTC2TGA refuses", {"btc2tga", "IN/short.btc", "no.tga"},
-       [](const std::string& in) {
-         auto d = bytesOf(in + "/short.btc");
-         exported<void (*)(const void*, const char*, int)>("BTC2TGA")(d.data(), "no.tga", int(d.size()));
-       }},
+  using Paths = void (*)(const char*, const char*);
+  using Three = void (*)(const char*, const char*, const char*);
+  auto btc = [](const char* file, const char* out) {
+    return [=](const std::string& in) {
+      auto d = readFile(in + file);
+      exported<void (*)(const void*, const char*, int)>("BTC2TGA")(d.data(), out, int(d.size()));
+    };
+  };
+  auto memory = [](const char* name, const char* file) {
+    return [=](const std::string& in) { auto d = readFile(in + file); exported<Memory>(name)(d.data(), 0, "./"); };
+  };
+  auto sky = [](const char* preview, const char* main) {
+    return [=](const std::string& in) { exported<Three>("CreateSkyFile")((in + preview).c_str(), (in + main).c_str(), "."); };
+  };
+  std::vector<Case> all = {
+      {"BTC2TGA", {"btc2tga", "IN/bark.btc", "bark.tga"}, btc("/bark.btc", "bark.tga")},
+      {"BTC2TGA refuses", {"btc2tga", "IN/short.btc", "no.tga"}, btc("/short.btc", "no.tga")},
       {"ExtractMSCourse", {"extract", "IN/course.arc", ".", "--prefix", "e_"},
        [](const std::string& in) {
-         auto d = bytesOf(in + "/course.arc");
+         auto d = readFile(in + "/course.arc");
          exported<void (*)(const unsigned char*, int, const char*)>("ExtractMSCourse")(d.data(), int(d.size()), "e_");
        }},
-      {"CreatePanorama", {"panorama", "IN/Panorama.lib", "./"},
-       [](const std::string& in) {
-         auto d = bytesOf(in + "/Panorama.lib");
-         exported<Memory>("CreatePanorama")(d.data(), 0, "./");
-       }},
-      {"CreateUncompressedPanorama", {"raw-panorama", "IN/raw.pan", "./"},
-       [](const std::string& in) {
-         auto d = bytesOf(in + "/raw.pan");
-         exported<Memory>("CreateUncompressedPanorama")(d.data(), 0, "./");
-       }},
-      {"CreateSkyFile", {"sky-file", "IN/preview.tga", "IN/sky.tga", "."},
-       [](const std::string& in) {
-         exported<void (*)(const char*, const char*, const char*)>("CreateSkyFile")(
-             (in + "/preview.tga").c_str(), (in + "/sky.tga").c_str(), ".");
-       }},
-      {"CreateSkyFile refuses", {"sky-file", "IN/sky.tga", "IN/preview.tga", "."},
-       [](const std::string& in) {
-         exported<void (*)(const char*, const char*, const char*)>("CreateSkyFile")(
-             (in + "/sky.tga").c_str(), (in + "/preview.tga").c_str(), ".");
-       }},
+      {"CreatePanorama", {"panorama", "IN/Panorama.lib", "./"}, memory("CreatePanorama", "/Panorama.lib")},
+      {"CreateUncompressedPanorama", {"raw-panorama", "IN/raw.pan", "./"}, memory("CreateUncompressedPanorama", "/raw.pan")},
+      {"CreateSkyFile", {"sky-file", "IN/preview.tga", "IN/sky.tga", "."}, sky("/preview.tga", "/sky.tga")},
+      {"CreateSkyFile refuses", {"sky-file", "IN/sky.tga", "IN/preview.tga", "."}, sky("/sky.tga", "/preview.tga")},
   };
-  std::vector<Case> all = cases;
   for (const char* x : {"kwxport_test_cubewithvcolors.x", "BCN_Epileptic.X"})
-    all.push_back({"OpenDirectX", {"mesh", std::string("IN/") + x, "."}, [x](const std::string& in) {
-                     exported<void (*)(const char*, const char*)>("OpenDirectX")((in + "/" + x).c_str(), ".");
-                   }});
+    all.push_back({"OpenDirectX", {"mesh", std::string("IN/") + x, "."},
+                   [x](const std::string& in) { exported<Paths>("OpenDirectX")((in + "/" + x).c_str(), "."); }});
   for (const char* seed : {"dxt5_cube.xpr", "argb_tail_user.xpr", "l8_linear_other.xpr"})
-    all.push_back({"xpr2tga", {"xpr2tga", std::string("IN/") + seed, "base"}, [seed](const std::string& in) {
-                     exported<void (*)(const char*, const char*)>("xpr2tga")((in + "/" + seed).c_str(), "base");
-                   }});
+    all.push_back({"xpr2tga", {"xpr2tga", std::string("IN/") + seed, "base"},
+                   [seed](const std::string& in) { exported<Paths>("xpr2tga")((in + "/" + seed).c_str(), "base"); }});
 
   std::set<std::string> covered;
   for (std::size_t i = 0; i < all.size(); ++i) {

@@ -1,4 +1,4 @@
-// A host that shows nothing and counts the boxes, for benchmarks and fuzz targets (header
+// A host that shows nothing and counts the boxes, for the fuzz targets and benchmarks (header
 // only: they do not link the test support library).
 #pragma once
 
