@@ -36,12 +36,6 @@ Names filesIn(const fs::path& folder) {
   return names;
 }
 
-Names memberNames(const ByteVector& archive) {
-  Names names;
-  for (const auto& r : readArchiveDirectory(archive).records) names.push_back(r.name);
-  return names;
-}
-
 }  // namespace
 
 // The sample course unpacked with conversion; its converted files were checked by hand.
@@ -50,17 +44,14 @@ TEST(ArchiveFolder, SampleCourseUnpacksAndPacksBack) {
   RecordingHost host;
   const auto course = readFile(std::string(VELLMARK_TEST_DATA_DIR) + "/../../samples/sample_course.arc");
   EXPECT_EQ(unpackArchive(host, course, dir.file("out"), true).converted, 2u);
-  EXPECT_EQ(filesIn(dir.path() / "out"),
-            (Names{"Panorama.btc", "coin.wav", "horizon1.tga", "horizon2.tga", "horizon3.tga", "hull.btc", "hull.btc.tga",
-                   "objects.dat", "scarecrow.tga", "sky.jpg", "terrain.vrt", "terrain.vrt.txt"}));
+  EXPECT_EQ(filesIn(dir.path() / "out").size(), 12u);  // the ten members and two conversions, packed back below
   EXPECT_EQ(sha256Hex(readFile(dir.path() / "out/hull.btc.tga")),
             "08c50a3cf033b52e7d30f59479af2fe2e0bc8e85889f2dfc3ae050361f37f20b");
   EXPECT_EQ(sha256Hex(readFile(dir.path() / "out/terrain.vrt.txt")),
             "7b0999977a2498a9f038114729824e611bdbbec793ff3cea383d6e93eb230767");
   EXPECT_TRUE(host.boxes.empty());
-  // Packed again in its own order (blank lines and CRLF endings are fine): the same bytes.
-  std::string order = "\r\n";
-  for (const auto& name : memberNames(course)) order += name + "\r\n";
+  std::string order = "\r\n";  // blank lines and CRLF endings are fine
+  for (const auto& r : readArchiveDirectory(course).records) order += r.name + "\r\n";
   writeFile(dir.file("order.txt"), text(order));
   EXPECT_EQ(packFolder(dir.file("out"), dir.file("again.arc"), dir.file("order.txt")).members, 10u);
   EXPECT_EQ(readFile(dir.file("again.arc")), course);
@@ -110,12 +101,12 @@ TEST(ArchiveFolder, PackTakesSortedRegularFilesOrTheOrderFilesNamesOnly) {
     writeFile(dir.path() / "in" / name, text(name[0] == 'e' ? "" : name));
   writeFile(dir.path() / "secret", text("outside"));
 
-  const auto sorted = packFolder(dir.file("in"), dir.file("in/self.arc"), std::nullopt);
-  EXPECT_EQ(sorted.members, 4u);
-  EXPECT_EQ(sorted.skipped, Names{"subfolder"});
-  EXPECT_EQ(memberNames(readFile(dir.file("in/self.arc"))), (Names{"C.jpg", "a.tga", "b.wav", "empty"}));
-  packFolder(dir.file("in"), dir.file("in/self.arc"), std::nullopt);  // the archive leaves itself out
-  EXPECT_EQ(memberNames(readFile(dir.file("in/self.arc"))).size(), 4u);
+  packFolder(dir.file("in"), dir.file("in/self.arc"), std::nullopt);
+  const auto again = packFolder(dir.file("in"), dir.file("in/self.arc"), std::nullopt);  // leaving itself out
+  EXPECT_EQ(again.skipped, Names{"subfolder"});
+  Names names;
+  for (const auto& r : readArchiveDirectory(readFile(dir.file("in/self.arc"))).records) names.push_back(r.name);
+  EXPECT_EQ(names, (Names{"C.jpg", "a.tga", "b.wav", "empty"}));
 
   writeFile(dir.file("order.txt"), text("b.wav\n../secret\n"));
   EXPECT_THROW(packFolder(dir.file("in"), dir.file("bad.arc"), dir.file("order.txt")), Error);
