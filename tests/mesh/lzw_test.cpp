@@ -12,25 +12,19 @@ using namespace vellmark::test;
 
 namespace {
 
-struct BitReader {
-  const std::vector<std::uint8_t>& bytes;
-  std::size_t position = 0;
-  int read(int bits) {  // -1 past the end
-    if (position + bits > 8 * bytes.size()) return -1;
-    int value = 0;
-    for (int i = 0; i < bits; ++i, ++position) value |= ((bytes[position / 8] >> (position % 8)) & 1) << i;
-    return value;
-  }
-};
-
 // A plain decoder. Its table is one entry behind the coder's, so codes widen once the table
 // holds 2^width entries. Returns the bytes, and in `bitsUsed` where the end code ends.
 std::vector<std::uint8_t> lzwDecode(const std::vector<std::uint8_t>& stream, std::size_t& bitsUsed) {
   std::vector<std::uint8_t> out, previous;
   std::vector<std::vector<std::uint8_t>> table;
-  BitReader in{stream};
+  std::size_t position = 0;
+  const auto read = [&](int bits) {  // -1 past the end
+    int value = position + bits > 8 * stream.size() ? -1 : 0;
+    for (int i = 0; i < bits && value >= 0; ++i, ++position) value |= ((stream[position / 8] >> (position % 8)) & 1) << i;
+    return value;
+  };
   int width = 9;
-  for (int code = 256; code != 257; code = in.read(width)) {
+  for (int code = 256; code != 257; code = read(width)) {
     if (code == 256) {
       table.assign(258, {});
       for (int i = 0; i < 256; ++i) table[i] = {static_cast<std::uint8_t>(i)};
@@ -47,7 +41,7 @@ std::vector<std::uint8_t> lzwDecode(const std::vector<std::uint8_t>& stream, std
     previous = entry;
     if (width < 13 && table.size() >= (1u << width)) ++width;
   }
-  bitsUsed = in.position;
+  bitsUsed = position;
   return out;
 }
 

@@ -38,10 +38,7 @@ struct Model {
     l[axis] = u[axis] = value;
     moments(l, u, m);
   }
-  bool used(int axis, int value, const int lo[3], const int hi[3]) const {
-    std::uint32_t m[5];
-    return slice(axis, value, lo, hi, m), m[0] != 0;
-  }
+  bool used(int axis, int value, const int lo[3], const int hi[3]) const { std::uint32_t m[5]; return slice(axis, value, lo, hi, m), m[0] != 0; }
   // Each axis is tightened against the given (not the tightened) bounds of the others.
   void shrink(int lo[3], int hi[3]) const {
     int nl[3], nh[3];
@@ -153,11 +150,7 @@ TEST(Quantizer, MatchesTheLiteralAlgorithm) {
     for (int c = 0; c < 3; ++c) opaque[4 * i + c] = alpha[4 * i + c] = static_cast<std::uint8_t>(wood[18 + 3 * i + c] >> 3);
     opaque[4 * i + 3] = 255, alpha[4 * i + 3] = static_cast<std::uint8_t>(wood[18 + 3 * i] ^ wood[18 + 3 * i + 1]);
   }
-  const struct {
-    const char* what;
-    int width, height;
-    std::vector<std::uint8_t> px;
-  } cases[] = {
+  const struct { const char* what; int width, height; std::vector<std::uint8_t> px; } cases[] = {
       {"real colours", 256, 256, opaque},
       {"real colours, alpha", 256, 256, alpha},
       {"fewer colours than boxes", 97, 61, randomImage(97 * 61, {40, 40, 40, 255}, {6, 6, 6, 1}, 5)},
@@ -171,12 +164,7 @@ TEST(Quantizer, MatchesTheLiteralAlgorithm) {
 }
 
 TEST(Quantizer, OneColourNoColourAndTies) {
-  auto entries = [](const QuantizedImage& q) { return std::vector<std::uint8_t>(q.palette.begin(), q.palette.begin() + 12); };
-  const struct {
-    const char* what;
-    std::vector<std::uint8_t> px;
-    std::vector<std::uint8_t> palette, pixels;
-  } cases[] = {
+  const struct { const char* what; std::vector<std::uint8_t> px; std::vector<std::uint8_t> palette, pixels; } cases[] = {
       {"one colour, one transparent pixel", {7, 130, 222, 255, 7, 130, 222, 0}, {255, 0, 255, 7, 130, 222, 0, 0, 0, 0, 0, 0}, {1, 0}},
       {"nothing opaque", {7, 130, 222, 63, 1, 1, 1, 0}, {255, 0, 255, 0, 0, 0, 0, 0, 0, 0, 0, 0}, {0, 0}},
       // A | B C on axis 0 and A B | C on axis 2 both cost 50: axis 0 wins, B C splits next.
@@ -186,7 +174,7 @@ TEST(Quantizer, OneColourNoColourAndTies) {
   };
   for (const auto& c : cases) {
     const auto q = quantizeImage(static_cast<int>(c.px.size() / 4), 1, c.px);
-    EXPECT_EQ(entries(q), c.palette) << c.what;
+    EXPECT_EQ(std::vector<std::uint8_t>(q.palette.begin(), q.palette.begin() + 12), c.palette) << c.what;
     EXPECT_EQ(q.pixels, c.pixels) << c.what;
   }
   EXPECT_THROW(quantizeImage(4, 3, std::vector<std::uint8_t>(40)), Error);

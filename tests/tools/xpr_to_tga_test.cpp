@@ -15,13 +15,10 @@ namespace fs = std::filesystem;
 namespace {
 
 // Runs the tool inside `dir`, where names without a folder land.
-class InFolder {
- public:
-  explicit InFolder(const fs::path& dir) : saved_(fs::current_path()) { fs::current_path(dir); }
-  ~InFolder() { fs::current_path(saved_); }
-
- private:
-  fs::path saved_;
+struct InFolder {
+  fs::path saved = fs::current_path();
+  explicit InFolder(const fs::path& dir) { fs::current_path(dir); }
+  ~InFolder() { fs::current_path(saved); }
 };
 
 std::map<std::string, std::string> filesIn(const fs::path& dir) {
@@ -32,42 +29,33 @@ std::map<std::string, std::string> filesIn(const fs::path& dir) {
 
 }  // namespace
 
-// The bundle: 2-D textures "first" (tiled), "target" (an EDRAM format, skipped), "mips"
-// (DXT5, seven levels) and "a4" (A4R4G4B4, written opaque), which all write the base name
-// so the last one wins; cubes "sky" (one level) and "env" (five levels, wholly in the packed
-// tail); user data "data" and "empty"; a volume texture and an index buffer, not written.
+// "tool": 2-D textures "first" (tiled), "target" (an EDRAM format, skipped), "mips" (DXT5,
+// seven levels) and "a4" (A4R4G4B4, written opaque), which all write the base name so the last
+// one wins; cubes "sky" (one level) and "env" (five levels, wholly in the packed tail); user
+// data "data" and "empty"; a volume texture and an index buffer, not written. "tail": a small
+// packed 2-D texture is read from its tail and named miptail; a linear one after it takes the
+// plain name.
 TEST(XprToTga, WritesTheKnownFilesAndLines) {
-  ScratchDir dir;
-  writeFile(dir.file("bundle.xpr"), loadData("xpr/tool.xpr.gz"));
-  RecordingHost host;
-  {
-    InFolder in(dir.path());
-    xprToTga(host, dir.file("bundle.xpr"), "base");
+  const struct { const char* bundle; std::string printed, errors; const char* files; } cases[] = {
+      {"xpr/tool.xpr.gz", "   1: sky (Cubemap)\n   3: env (Cubemap)\n", "   7: texture format 16_16_EDRAM cannot be converted; skipped\n",
+       "d26cc466061f2f49f50153f1956a2a87506cdd1e2df2013ef713f4feb12b6bc5"},
+      {"xpr/tail.xpr.gz", "", "", "844342143fb660033fc5208ca27dd8a93e05dc3d13d71e74f0658dd457d4af8b"},
+  };
+  for (const auto& c : cases) {
+    ScratchDir dir;
+    writeFile(dir.file("bundle.xpr"), loadData(c.bundle));
+    RecordingHost host;
+    {
+      InFolder in(dir.path());
+      xprToTga(host, "bundle.xpr", "base");
+    }
+    EXPECT_EQ(host.printed, c.printed) << c.bundle;
+    EXPECT_EQ(host.printedErrors, c.errors) << c.bundle;
+    EXPECT_TRUE(host.boxes.empty()) << c.bundle;
+    std::string listing;
+    for (const auto& [name, digest] : filesIn(dir.path())) listing += name == "bundle.xpr" ? "" : name + " " + digest + "\n";
+    EXPECT_EQ(sha256Hex(std::span(reinterpret_cast<const std::uint8_t*>(listing.data()), listing.size())), c.files) << listing;
   }
-  EXPECT_EQ(host.printed, "   1: sky (Cubemap)\n   3: env (Cubemap)\n");
-  EXPECT_EQ(host.printedErrors, "   7: texture format 16_16_EDRAM cannot be converted; skipped\n");
-  EXPECT_TRUE(host.boxes.empty());
-  auto files = filesIn(dir.path());
-  files.erase("bundle.xpr");
-  std::string listing;
-  for (const auto& [name, digest] : files) listing += name + " " + digest + "\n";
-  EXPECT_EQ(sha256Hex(std::span(reinterpret_cast<const std::uint8_t*>(listing.data()), listing.size())),
-            "d26cc466061f2f49f50153f1956a2a87506cdd1e2df2013ef713f4feb12b6bc5");
-}
-
-// A small packed 2-D texture is read from its tail and named so; a linear one after it
-// takes the plain name.
-TEST(XprToTga, SmallPackedTexturesAreNamedMiptail) {
-  ScratchDir dir;
-  writeFile(dir.file("tail.xpr"), loadData("xpr/tail.xpr.gz"));
-  RecordingHost host;
-  {
-    InFolder in(dir.path());
-    xprToTga(host, "tail.xpr", "base");
-  }
-  const auto files = filesIn(dir.path());
-  EXPECT_EQ(files.at("base_miptail.tga"), "0cdc0a2d2b29031255592d2f277da69f15343f39e0dccae33179fdfaacd6a528");
-  EXPECT_EQ(files.size(), 2u);
 }
 
 TEST(XprToTga, ABundleThatCannotBeLoadedShowsTheBoxAndWritesNothing) {

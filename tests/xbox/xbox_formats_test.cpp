@@ -44,12 +44,7 @@ TEST(XboxFormats, EveryFormatConvertsToItsKnownPixels) {
 TEST(XboxTiling, RectanglesThatLeaveTheSurfaceAreErrors) {
   std::vector<std::uint8_t> exact(2 * 32 * 32 * 4), dst(32 * 32 * 4);
   EXPECT_NO_THROW(untile(std::span(exact).first(4096), {32, 2, 0, 0, 32, 32}, dst, 128));
-  const struct {
-    const char* what;
-    std::size_t source;
-    TiledRect rect;
-    std::size_t target, pitch;
-  } cases[] = {
+  const struct { const char* what; std::size_t source; TiledRect rect; std::size_t target, pitch; } cases[] = {
       {"source a byte short", 4095, {32, 2, 0, 0, 32, 32}, 4096, 128},
       {"one row past the tile", 4096, {32, 2, 0, 1, 32, 32}, 4096, 128},
       {"wider than the pitch", 4096, {32, 2, 1, 0, 32, 1}, 4096, 128},
@@ -61,20 +56,12 @@ TEST(XboxTiling, RectanglesThatLeaveTheSurfaceAreErrors) {
 }
 
 TEST(XboxConvert, EndianSwapsLeaveAShortTailAndBadInputIsAnError) {
-  const std::vector<std::uint8_t> eleven = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
-  const struct {
-    std::vector<std::uint8_t> data;
-    Endian endian;
-    std::vector<std::uint8_t> swapped;
-  } swaps[] = {
-      {eleven, Endian::Swap8In16, {2, 1, 4, 3, 6, 5, 8, 7, 10, 9, 11}},
-      {eleven, Endian::Swap8In32, {4, 3, 2, 1, 8, 7, 6, 5, 9, 10, 11}},
-      {eleven, Endian::Swap16In32, {3, 4, 1, 2, 7, 8, 5, 6, 9, 10, 11}},
-      {eleven, Endian::None, eleven},
-  };
-  for (auto s : swaps) {
-    endianSwap(s.data, s.endian);
-    EXPECT_EQ(s.data, s.swapped) << static_cast<int>(s.endian);
+  for (const auto& [endian, swapped] : {std::pair(Endian::Swap8In16, bytes({2, 1, 4, 3, 6, 5, 8, 7, 10, 9, 11})),
+                                        std::pair(Endian::Swap8In32, bytes({4, 3, 2, 1, 8, 7, 6, 5, 9, 10, 11})),
+                                        std::pair(Endian::Swap16In32, bytes({3, 4, 1, 2, 7, 8, 5, 6, 9, 10, 11}))}) {
+    auto data = bytes({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11});
+    endianSwap(data, endian);
+    EXPECT_EQ(data, swapped) << static_cast<int>(endian);
   }
   const std::vector<std::uint8_t> three = {1, 2, 3}, zeros(64);
   EXPECT_THROW(convertToBgra(three, 3, 1, 1, 0x18280086), Error);  // too short

@@ -13,11 +13,6 @@ using namespace vellmark::test;
 
 namespace {
 
-const std::vector<std::uint8_t>& toolBundle() {
-  static const auto file = loadData("xpr/tool.xpr.gz");
-  return file;
-}
-
 std::vector<std::uint8_t> withWord(std::vector<std::uint8_t> file, std::size_t at, std::uint32_t value) {
   for (std::size_t i = 0; i < 4; ++i) file[at + i] = static_cast<std::uint8_t>(value >> (24 - 8 * i));
   return file;
@@ -46,7 +41,7 @@ TEST(XprBundle, EveryCutIsTruncatedAndTrailingBytesAreIgnored) {
 }
 
 TEST(XprBundle, FieldsThatPointOutsideTheBlocksAreErrors) {
-  const auto& good = toolBundle();
+  const auto good = loadData("xpr/tool.xpr.gz");
   const std::uint32_t headerSize = loadU32BE(&good[4]);
   const XprBundle bundle = *parseXprBundle(good, "good").bundle;
   const std::uint32_t firstTexture = bundle.directory[0].offset;
@@ -55,12 +50,7 @@ TEST(XprBundle, FieldsThatPointOutsideTheBlocksAreErrors) {
   const auto name = [](const XprBundle& b, int i) { return xprResourceName(b, b.directory[i]); };
   // The bits below an address field's page, in the header block, kept when the page moves.
   const auto lowBits = [&](std::uint32_t at) { return loadU32BE(&good[12 + at]) & 0xFFFu; };
-  const struct {
-    const char* what;
-    std::size_t at;
-    std::uint32_t value;
-    std::function<void(const XprBundle&)> use;  // null: the fault is found on loading
-  } cases[] = {
+  const struct { const char* what; std::size_t at; std::uint32_t value; std::function<void(const XprBundle&)> use; } cases[] = {
       {"header block past the end", 4, headerSize + 1000000, nullptr},
       {"data block past the end", 8, 0xFFFFFFF0, nullptr},
       {"directory past the header block", 12, 0x10000000, nullptr},
@@ -82,15 +72,12 @@ TEST(XprBundle, FieldsThatPointOutsideTheBlocksAreErrors) {
       EXPECT_THROW(parseXprBundle(file, "bad"), Error) << c.what;
       continue;
     }
-    const XprBundle bad = *parseXprBundle(file, "bad").bundle;
-    EXPECT_THROW(c.use(bad), Error) << c.what;
+    EXPECT_THROW(c.use(*parseXprBundle(file, "bad").bundle), Error) << c.what;
   }
   // A name must end inside the header block.
   XprBundle unterminated = bundle;
   unterminated.directory[4].nameOffset = headerSize - 1;
   unterminated.headerBlock.back() = 'x';
   EXPECT_THROW(name(unterminated, 4), Error);
-  EXPECT_NO_THROW(texture(bundle, 0));
-  EXPECT_NO_THROW(texture(bundle, 3));
-  EXPECT_NO_THROW(texture(bundle, 9));
+  for (int i : {0, 3, 9}) EXPECT_NO_THROW(texture(bundle, i)) << i;
 }

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstring>
+#include <bit>
 
 #include "support/sha256.h"
 #include "support/test_support.h"
@@ -19,11 +19,7 @@ namespace {
 
 std::string digest(const LoadedMesh& m) {
   std::vector<std::uint8_t> s;
-  auto f = [&](float v) {
-    std::uint32_t bits;
-    std::memcpy(&bits, &v, 4);
-    appendU32(s, bits);
-  };
+  auto f = [&](float v) { appendU32(s, std::bit_cast<std::uint32_t>(v)); };
   for (std::uint32_t w : {m.mesh.fvf, m.mesh.stride, m.mesh.vertexCount}) appendU32(s, w);
   s.insert(s.end(), m.mesh.vertices.begin(), m.mesh.vertices.end());
   for (auto i : m.mesh.indices) appendU16(s, i);
@@ -39,8 +35,7 @@ std::string digest(const LoadedMesh& m) {
 
 std::string code(ResultCode c) {
   char text[16];
-  std::snprintf(text, sizeof text, "code %08x", static_cast<unsigned>(c));
-  return text;
+  return std::snprintf(text, sizeof text, "code %08x", static_cast<unsigned>(c)), text;
 }
 
 std::string resultOf(Bytes file) {
@@ -54,10 +49,6 @@ std::string resultOf(const std::string& text) { return resultOf(Bytes(reinterpre
 
 const char kTriangle[] = "5444323811285ecd137c564923a306fcd9c4e861221a653caf249b55100989c4";
 
-struct LoaderCase {
-  std::string name, file, expected;
-};
-
 const std::string kTxt = "xof 0303txt 0032";
 
 // Four vertices on the x axis (0..3) and `faces` triangles (0,1,2), (0,2,3), ... repeated.
@@ -67,9 +58,7 @@ std::string strip(int faces, const std::string& children = "", const std::string
   return s + children + "}";
 }
 std::string material(const std::string& texture = "", float red = 1) {
-  std::string s = "Material {" + std::to_string(red) + ";0;0;1;; 2; 0;0;0;; 0;0;0;;";
-  if (!texture.empty()) s += "TextureFilename {\"" + texture + "\";}";
-  return s + "}";
+  return "Material {" + std::to_string(red) + ";0;0;1;; 2; 0;0;0;; 0;0;0;;" + (texture.empty() ? "" : "TextureFilename {\"" + texture + "\";}") + "}";
 }
 std::string matrix(const std::string& m) { return "FrameTransformMatrix {" + m + ";;}"; }
 std::string translation(int x, int y, int z) {
@@ -85,12 +74,10 @@ std::string grid(int side) {
   std::string s = "Mesh {" + std::to_string(side * side) + ";";
   for (int v = 0; v < side * side; ++v) s += std::to_string(v % side) + ";" + std::to_string(v / side) + ";0;" + (v + 1 < side * side ? "," : ";");
   s += std::to_string((side - 1) * (side - 1)) + ";";
-  for (int y = 0; y + 1 < side; ++y)
-    for (int x = 0; x + 1 < side; ++x) {
-      const int v = y * side + x;
-      s += "4;" + std::to_string(v) + "," + std::to_string(v + 1) + "," + std::to_string(v + side + 1) + "," +
-           std::to_string(v + side) + (y + 2 == side && x + 2 == side ? ";;" : ";,");
-    }
+  for (int v = 0; v + side < side * side; ++v)
+    if (v % side + 1 < side)
+      s += "4;" + std::to_string(v) + "," + std::to_string(v + 1) + "," + std::to_string(v + side + 1) + "," + std::to_string(v + side) +
+           (v + side + 2 == side * side ? ";;" : ";,");
   return s + "}";
 }
 const std::string kTri = "Mesh {3; 0;0;0;, 0;1;0;, 1;1;0;; 1; 3; 0,1,2;;}";
@@ -105,11 +92,12 @@ std::string bin(std::initializer_list<std::uint32_t> words16) {
 }
 const std::string kBin = "xof 0303bin 0032";
 
-std::vector<LoaderCase> loaderCases() {
-  return {
+}  // namespace
+
+TEST(XLoader, MadeFilesLoadToTheirKnownMeshesOrFailWithTheirCode) {
+  const struct { std::string name, file, expected; } cases[] = {
       {"reference simple", kTxt + kTri, kTriangle},
       {"separators ,", kTxt + "Mesh {3, 0, 0, 0, 0, 1, 0, 1, 1, 0, 1, 3, 0, 1, 2,}", kTriangle},
-      {"separators ;;;,", kTxt + "Mesh {3;;;;;, 0;;;;;, 0;;;;;, 0;;;;;, 0;;;;;, 1;;;;;, 0;;;;;, 1;;;;;, 1;;;;;, 0;;;;;, 1;;;;;, 3;;;;;, 0;;;;;, 1;;;;;, 2;;;;;,}", kTriangle},
       {"numbers", kTxt + "Mesh {6; 1e-05; -0.000000; .5;, 1.5E+2; +2.25; 1.;, -1; 4294967295.5; 0.1;, 0.7; 123456.789; 3.4028235e38;,"
                    "1e39; -1e39; 1e-50;, 1.#INF; -1.#INF; 1.#QNAN;; 2; 3;0,1,002;, 3;3,4,5;;"
                    "MeshTextureCoords {6; -1.#IND; 1.#QNAN0;, 0;0;, 0;0;, 0;0;, 0;0;, 0;0;;}}", "748ac4225f03ee4135e0ccc6669b34ad29b3a035e2e423daafa026341845ea5d"},
@@ -154,7 +142,6 @@ std::vector<LoaderCase> loaderCases() {
       {"largest grid", kTxt + grid(255), "63bae9fdc0da9c58662d7c49b9f3ae465435d057565698394be797dc3030c17e"},
       {"binary spanning lists", kBin + bin({1, 4, 0}) + "Mesh" + bin({10, 3, 3, 0, 20, 20, 19, 7, 9, 0}) + std::string(36, '\0') +
                    bin({6, 2, 0, 1, 0, 3, 0, 3, 0, 0, 19, 6, 2, 0, 1, 0, 2, 0, 11}), "b4c95b4eff77681e2d28d1811944ae69cadacb0127de8b064c96d8cc68fd4565"},
-      // failures
       {"no mesh", kTxt, code(kFail)},
       {"grid over 65535 vertices", kTxt + grid(257), code(kInvalidCall)},
       {"header format", "xof 0303cmp 0032", code(kBadFileType)},
@@ -166,9 +153,8 @@ std::vector<LoaderCase> loaderCases() {
       {"binary unknown token", kBin + bin({4}), code(kParseError)},
       {"binary huge list", kBin + bin({1, 4, 0}) + "Mesh" + bin({10, 6, 0x4040, 0x4040}), code(kParseError)},
   };
+  for (const auto& c : cases) EXPECT_EQ(resultOf(c.file), c.expected) << c.name;
 }
-
-}  // namespace
 
 TEST(XLoader, RealFilesLoadToTheirKnownMeshes) {
   const std::pair<const char*, const char*> files[] = {
@@ -197,10 +183,6 @@ TEST(XLoader, RealFilesLoadToTheirKnownMeshes) {
       {"made/reference_framed.x", "2c46bbafde338dbf6cb03600aff03a8d34055fe2390649693961f07ce15cfe6f"},
   };
   for (const auto& [path, expected] : files) EXPECT_EQ(resultOf(loadData(std::string("xfiles/") + path)), expected) << path;
-}
-
-TEST(XLoader, MadeFilesLoadToTheirKnownMeshesOrFailWithTheirCode) {
-  for (const LoaderCase& c : loaderCases()) EXPECT_EQ(resultOf(c.file), c.expected) << c.name;
 }
 
 TEST(XLoader, MalformedBodiesFailWithTheirCode) {
@@ -235,12 +217,7 @@ TEST(XLoader, MalformedBodiesFailWithTheirCode) {
 
 TEST(XLoader, DamagedCompressedBlocksAreParseErrors) {
   const auto good = loadData("xfiles/made/mszip_text_3_64.x");
-  const struct {
-    const char* what;
-    std::size_t at;
-    std::uint8_t value;
-    std::string expected;
-  } cases[] = {
+  const struct { const char* what; std::size_t at; std::uint8_t value; std::string expected; } cases[] = {
       {"total size one more", 16, static_cast<std::uint8_t>(good[16] + 1), code(kParseError)},
       {"signature", 24, 'X', code(kParseError)},
       {"uncompressed size", 20, 63, code(kParseError)},
