@@ -144,6 +144,9 @@ bad    negative_length 2 BTC2TGA ../../in/wood.btc out/wood.tga -1
 bad    too_many_tiles  2 CreateUncompressedPanorama ../../in/tiled_300x260 out/
 program extract        0 PROGRAM extract --summary @IN/sample_course.arc out/
 program panorama       0 PROGRAM panorama ../../in/course/Panorama.lib out/
+program list           0 PROGRAM list @IN/sample_course.arc
+program unpack         0 PROGRAM unpack --convert ../../in/sample_course.arc out
+program raw_panorama   0 PROGRAM raw-panorama @IN/course/Panorama.btc out
 package version        0 PROGRAM --version
 package tga2btc        0 PROGRAM tga2btc @IN/scarecrow_128x256_rgba32_bottomup.tga out/scarecrow.btc
 package btc2tga        0 PROGRAM btc2tga ../../in/wood.btc out/wood.tga
