@@ -88,8 +88,8 @@ TEST(PanoramaStream, RejectsWhatWouldOverrunTheStoreTheImageOrTheData) {
       {tiledHeader(7936, 513, 32, 1), ErrorKind::Unsupported},    // band 2 needs slots up to 95
       {tiledHeader(256, 256, 1, 1), ErrorKind::Truncated},        // no record
   };
-  for (const auto& [stream, kind] : cases)
-    EXPECT_EQ(errorKind([&] { buildTiledPanorama(stream, store, "tiled"); }), kind) << getU32(stream, 4);
+  for (const auto& c : cases)
+    EXPECT_EQ(errorKind([&] { buildTiledPanorama(c.first, store, "tiled"); }), c.second) << getU32(c.first, 4);
   EXPECT_EQ(buildTiledPanorama(tiledHeader(0, 0, 0, 0), store, "empty"), makeTga(0, 0, 32, 0x20, {}));
   auto wrongCount = emptySkyStream();  // 18 wide tiles
   putU32(wrongCount, 12, 18);

@@ -61,5 +61,7 @@ TEST(BtcTools, PanoramaMembersGoByNameAndTheLastTiledOneWins) {
   cut.pop_back();
   ScratchDir none;
   EXPECT_THROW(createPanorama(host, archiveOf({{"sky.btc", cut}}), none.prefix()), Error);
+  // A member name without an extension cannot be sorted into a kind.
+  EXPECT_EQ(errorKind([&] { createPanorama(host, archiveOf({{"sky", sky}}), none.prefix()); }), ErrorKind::Argument);
   EXPECT_TRUE(std::filesystem::is_empty(none.path()));
 }

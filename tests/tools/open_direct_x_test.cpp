@@ -125,7 +125,8 @@ TEST(OpenDirectX, PortableLayerFailuresShowTheirResultText) {
   for (const auto& [content, text] : cases) {
     if (!content.empty()) writeFile(dir.file("m.X"), std::vector<std::uint8_t>(content.begin(), content.end()));
     RecordingHost host;
-    EXPECT_EQ(exitStatus([&] { openDirectX(host, d3d::portableMeshLayer(), dir.file(content.empty() ? "none.X" : "m.X"), dir.prefix()); }), 1);
+    const std::string mesh = dir.file(content.empty() ? "none.X" : "m.X");
+    EXPECT_EQ(exitStatus([&] { openDirectX(host, d3d::portableMeshLayer(), mesh, dir.prefix()); }), 1);
     EXPECT_EQ(host.boxes, (Boxes{{"Load Error", text}})) << content;
   }
 }
