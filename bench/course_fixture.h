@@ -4,6 +4,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -18,6 +19,7 @@
 #include "archive/course_archive.h"
 #include "base/tga.h"
 #include "archive/zlib_member.h"
+#include "support/gunzip.h"
 #include "tools/sky_file.h"
 
 namespace vellmark::bench {
@@ -28,22 +30,7 @@ inline std::vector<std::uint8_t> readDataFile(const std::string& relative) {
   if (!in) throw std::runtime_error("cannot read " + path);
   std::vector<std::uint8_t> raw((std::istreambuf_iterator<char>(in)), {});
   if (relative.size() < 3 || relative.compare(relative.size() - 3, 3, ".gz") != 0) return raw;
-  z_stream s{};
-  if (inflateInit2(&s, 16 + MAX_WBITS) != Z_OK) throw std::runtime_error("inflateInit2");
-  std::vector<std::uint8_t> out(raw.size() * 8);
-  s.next_in = raw.data();
-  s.avail_in = static_cast<uInt>(raw.size());
-  int status;
-  do {
-    if (s.total_out == out.size()) out.resize(out.size() * 2);
-    s.next_out = out.data() + s.total_out;
-    s.avail_out = static_cast<uInt>(out.size() - s.total_out);
-    status = inflate(&s, Z_NO_FLUSH);
-  } while (status == Z_OK);
-  out.resize(s.total_out);
-  inflateEnd(&s);
-  if (status != Z_STREAM_END) throw std::runtime_error("bad gzip data in " + path);
-  return out;
+  return test::gunzip(raw, path);
 }
 
 // A 32-bit TGA of a w x h crop at (x, y) of a 32-bit top-first image with rows of `stride` pixels.

@@ -12,6 +12,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "support/gunzip.h"
+
 namespace vellmark::test {
 
 namespace fs = std::filesystem;
@@ -54,22 +56,7 @@ bool fileExists(const fs::path& path) { return fs::exists(path); }
 std::vector<std::uint8_t> loadData(const std::string& relative) {
   auto raw = readFile(dataPath(relative));
   if (relative.size() < 3 || relative.compare(relative.size() - 3, 3, ".gz") != 0) return raw;
-  z_stream s{};
-  if (inflateInit2(&s, 16 + MAX_WBITS) != Z_OK) throw std::runtime_error("inflateInit2");
-  std::vector<std::uint8_t> out(raw.size() * 4 + 1024);
-  s.next_in = raw.data();
-  s.avail_in = static_cast<uInt>(raw.size());
-  int rc;
-  do {
-    if (s.total_out == out.size()) out.resize(out.size() * 2);
-    s.next_out = out.data() + s.total_out;
-    s.avail_out = static_cast<uInt>(out.size() - s.total_out);
-    rc = inflate(&s, Z_NO_FLUSH);
-  } while (rc == Z_OK);
-  out.resize(s.total_out);
-  inflateEnd(&s);
-  if (rc != Z_STREAM_END) throw std::runtime_error("bad gzip data in " + relative);
-  return out;
+  return gunzip(raw, relative);
 }
 
 std::vector<std::uint8_t> makeTga(std::uint16_t width, std::uint16_t height, std::uint8_t depth,
