@@ -5,14 +5,7 @@
 
 #include "base/ordered_parallel.h"
 #include "cli/output_paths.h"
-
-#ifdef _WIN32
-#include <io.h>
-#define VELLMARK_ISATTY(f) _isatty(_fileno(f))
-#else
-#include <unistd.h>
-#define VELLMARK_ISATTY(f) isatty(fileno(f))
-#endif
+#include "cli/progress.h"
 
 namespace vellmark::cli {
 
@@ -23,34 +16,11 @@ struct ItemResult {
   std::string failure;  // empty when the item was converted
 };
 
-// One line on a terminal, rewritten in place; cleared before anything else is printed.
-class Progress {
- public:
-  Progress(bool shown, std::size_t total) : shown_(shown), total_(total) {}
-  void show(std::size_t done, const std::string& name) {
-    if (!shown_) return;
-    std::fprintf(stderr, "\r\033[K[%zu/%zu] %s", done, total_, name.c_str());
-    std::fflush(stderr);
-    drawn_ = true;
-  }
-  void clear() {
-    if (!drawn_) return;
-    std::fputs("\r\033[K", stderr);
-    std::fflush(stderr);
-    drawn_ = false;
-  }
-
- private:
-  bool shown_;
-  bool drawn_ = false;
-  std::size_t total_;
-};
-
 }  // namespace
 
 int runBatch(ProgramHost& host, const std::vector<BatchItem>& items, const BatchOptions& options,
              const std::function<void(Host& host, const BatchItem& item)>& convert) {
-  Progress progress(items.size() > 1 && !host.quiet() && VELLMARK_ISATTY(stderr), items.size());
+  Progress progress(items.size() > 1 && !host.quiet(), items.size());
   std::size_t converted = 0, failed = 0;
   runOrdered(
       items.size(), options.threads,

@@ -5,7 +5,9 @@
 #include "archive/archive_members.h"
 #include "archive/listing_text.h"
 #include "base/error.h"
+#include "base/ordered_parallel.h"
 #include "cli/commands.h"
+#include "cli/progress.h"
 #include "tools/archive_folder.h"
 
 namespace vellmark::cli {
@@ -42,11 +44,20 @@ int runUnpack(ProgramHost& host, const UnpackArgs& a) {
 
 struct PackArgs {
   std::string folder, archive, order;
+  unsigned threads = defaultThreadCount();
 };
 
 int runPack(ProgramHost& host, const PackArgs& a) {
-  const auto order = a.order.empty() ? std::nullopt : std::optional<std::string>(a.order);
-  const PackReport report = packFolder(a.folder, a.archive, order);
+  PackOptions options;
+  if (!a.order.empty()) options.orderFile = a.order;
+  options.threads = a.threads;
+  Progress progress(!host.quiet(), 0);
+  options.onMember = [&](std::size_t done, std::size_t total, const std::string& name) {
+    progress.setTotal(total);
+    progress.show(done, name);
+  };
+  const PackReport report = packFolder(a.folder, a.archive, options);
+  progress.clear();
   for (const auto& name : report.skipped) host.printError("vellmark: skipped '" + name + "': not a regular file\n");
   host.print(std::to_string(report.members) + " members packed into " + a.archive + "\n");
   return 0;
@@ -84,6 +95,8 @@ void addArchiveCommands(CLI::App& app, Registry& registry) {
   sub->add_option("DIR", p->folder, "the folder of members")->required();
   sub->add_option("ARCHIVE", p->archive, "the archive to write")->required();
   sub->add_option("--order", p->order, "the member names in archive order, one a line")->type_name("LISTFILE");
+  sub->add_option("-j,--threads", p->threads, "members compressed at once (default: one per core, at most 8)")
+      ->check(CLI::Range(1u, 64u));
   registry.push_back({sub, [p](ProgramHost& h) { return runPack(h, *p); }});
 }
 

@@ -3,6 +3,7 @@
 
 #include "cli/commands.h"
 #include "cli/output_paths.h"
+#include "base/paths.h"
 #include "tools/mesh_layer.h"
 #include "tools/messages.h"
 #include "tools/open_direct_x.h"
@@ -15,6 +16,12 @@ struct MeshArgs {
   std::string mesh, outputDir;
 };
 
+// The folder of the mesh file as the tool's paths spell it ("" for a bare name).
+std::string modelFolder(const std::string& mesh) {
+  const auto cut = mesh.find_last_of(kPathSeparator == '/' ? "/" : "/\\");
+  return cut == std::string::npos ? std::string() : mesh.substr(0, cut);
+}
+
 int runMesh(ProgramHost& host, const MeshArgs& a) {
   // The tool puts the mesh's name part, separator included, right behind the folder.
   const std::string mesh = toolPath(a.mesh);
@@ -22,7 +29,7 @@ int runMesh(ProgramHost& host, const MeshArgs& a) {
   const MeshOutputNames names = meshOutputNames(mesh, folder);
   const auto xyzBefore = stampOf(names.xyz), mapBefore = stampOf(names.map);
   try {
-    openDirectX(host, d3d::portableMeshLayer(), mesh, folder);
+    openDirectX(host, d3d::portableMeshLayer(), mesh, folder, {true, modelFolder(mesh)});
   } catch (const ToolExit&) {
     // The tool ends the process with 1 after its set-up or load box; name the mesh as well.
     const auto errors = host.takeErrors();
@@ -47,8 +54,9 @@ void addMeshCommand(CLI::App& app, Registry& registry) {
       app, "mesh", "OpenDirectX", "DirectX .x mesh to the game's .XYZ and .MAP files",
       "Writes OUTPUT_DIR/NAME.XYZ (geometry) and OUTPUT_DIR/NAME.MAP (textures) of a DirectX .x mesh, NAME "
       "being the mesh's file name up to its last \".X\" (tree.X gives tree, tree.x gives tree.x). Textures are "
-      "read from the paths the mesh's materials name; a missing one shows \"MAP File Creation Error\" and "
-      "fails.",
+      "looked for at the paths the mesh's materials name, then beside the mesh, then by file name beside the "
+      "mesh (so that absolute paths written on another machine resolve); one that cannot be read is named, "
+      "shows \"MAP File Creation Error\" and fails.",
       "vellmark mesh models/tree.X meshes/");
   sub->add_option("MESH_X", m->mesh, "the .x mesh (text, binary or compressed)")->required();
   sub->add_option("OUTPUT_DIR", m->outputDir, "the folder NAME.XYZ and NAME.MAP go into (made when missing)")

@@ -8,7 +8,7 @@
 
 namespace vellmark {
 
-void ArchivePacker::checkName(const std::string& name) {
+void checkPackName(const std::string& name) {
   if (name.size() >= kArchiveNameFieldSize)
     fail(ErrorKind::Argument, "member name '" + name + "' is " + std::to_string(name.size()) +
                                   " bytes long; a course archive holds names of at most " +
@@ -16,24 +16,20 @@ void ArchivePacker::checkName(const std::string& name) {
   if (auto problem = memberNameProblem(name)) fail(ErrorKind::Argument, "member name '" + name + "': " + *problem);
 }
 
-void ArchivePacker::add(const std::string& name, Bytes data) {
-  checkName(name);
-  if (std::find(names_.begin(), names_.end(), name) != names_.end())
-    fail(ErrorKind::Argument, "member name '" + name + "' is given twice");
-  constexpr std::uint64_t kLimit = std::numeric_limits<std::uint32_t>::max();
-  if (data.size() > kLimit)
+PackedMember packMember(const std::string& name, Bytes data) {
+  if (data.size() > std::numeric_limits<std::uint32_t>::max())
     fail(ErrorKind::Unsupported, "member '" + name + "' of " + std::to_string(data.size()) +
                                      " bytes is larger than a course archive can record");
-  const auto compressed = compressMember(data);
-  const std::uint64_t total =
-      std::uint64_t{writer_.header().totalSize} + compressed.size() + kArchiveRecordSize;
-  if (total > kLimit)
-    fail(ErrorKind::Unsupported, "adding member '" + name + "' makes the archive larger than 4 GiB");
-  writer_.addMember(name, compressed, static_cast<std::uint32_t>(data.size()));
-  names_.push_back(name);
+  return {compressMember(data), static_cast<std::uint32_t>(data.size())};
 }
 
-std::vector<std::uint8_t> ArchivePacker::finish() && { return std::move(writer_).finish(); }
+void ArchivePacker::add(const std::string& name, const PackedMember& member) {
+  checkPackName(name);
+  if (std::find(names_.begin(), names_.end(), name) != names_.end())
+    fail(ErrorKind::Argument, "member name '" + name + "' is given twice");
+  layout_.addMember(name, static_cast<std::uint32_t>(member.compressed.size()), member.size);
+  names_.push_back(name);
+}
 
 std::vector<std::string> parsePackOrder(std::string_view text) {
   std::vector<std::string> names;

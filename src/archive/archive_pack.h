@@ -1,10 +1,11 @@
-// Building a course archive from named files, in memory: each member compressed with zlib
-// at the default level into the floor(n x 1.1 + 12) buffer, header and records exactly as
-// the game's sky file builder writes them (reserved words 0, storage kind 2, names padded
-// with zeros). Packing the members of an archive of ours, in its order, gives it back byte
-// for byte.
+// Building a course archive from named files: each member compressed with zlib at the
+// default level into the floor(n x 1.1 + 12) buffer, header and records exactly as the
+// game's sky file builder writes them (reserved words 0, storage kind 2, names padded with
+// zeros). Packing the members of an archive of ours, in its order, gives it back byte for
+// byte.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,22 +15,33 @@
 
 namespace vellmark {
 
+// The names an archive of ours may hold: at most 31 bytes, and one that unpacking would
+// write (memberNameProblem). Error(Argument) otherwise.
+void checkPackName(const std::string& name);
+
+struct PackedMember {
+  std::vector<std::uint8_t> compressed;
+  std::uint32_t size = 0;  // the member's own size
+};
+
+// Compresses one member; independent of every other, so members may be compressed on
+// several threads. Error(Unsupported) for data above the format's 32-bit sizes.
+PackedMember packMember(const std::string& name, Bytes data);
+
+// The directory side of packing: names checked and kept unique, sizes within the format.
+// The members' compressed bytes go wherever the caller writes them, one after another
+// from offset 16, in the order they are added.
 class ArchivePacker {
  public:
-  // Appends a member. Error(Argument) for a name of more than 31 bytes, one that unpacking
-  // would refuse (memberNameProblem), or one already added; Error(Unsupported) when the
-  // archive would no longer fit the format's 32-bit sizes and offsets.
-  void add(const std::string& name, Bytes data);
-
-  // The name checks of add() alone, for callers that read a member's file only once its
-  // name is known to be good.
-  static void checkName(const std::string& name);
+  // Records a member. Error(Argument) for a name checkPackName refuses or one already
+  // added; Error(Unsupported) when the archive would no longer fit 32-bit offsets.
+  void add(const std::string& name, const PackedMember& member);
 
   std::size_t memberCount() const { return names_.size(); }
-  std::vector<std::uint8_t> finish() &&;
+  const CourseArchiveLayout& layout() const { return layout_; }
 
  private:
-  CourseArchiveWriter writer_;
+  CourseArchiveLayout layout_;
   std::vector<std::string> names_;
 };
 

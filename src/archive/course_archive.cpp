@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 namespace vellmark {
 
@@ -78,37 +79,52 @@ Bytes memberData(Bytes archive, const ArchiveRecord& record) {
   return archive.subspan(record.dataOffset, record.compressedSize);
 }
 
-CourseArchiveWriter::CourseArchiveWriter() {
+CourseArchiveLayout::CourseArchiveLayout() {
   header_.totalSize = kArchiveHeaderSize;
   header_.directoryOffset = kArchiveHeaderSize;
-  bytes_.resize(kArchiveHeaderSize);
-  rewriteHeader();
 }
 
-void CourseArchiveWriter::rewriteHeader() {
-  storeU32(&bytes_[0], header_.magic);
-  storeU32(&bytes_[4], header_.totalSize);
-  storeU32(&bytes_[8], header_.recordCount);
-  storeU32(&bytes_[12], header_.directoryOffset);
+std::array<std::uint8_t, kArchiveHeaderSize> CourseArchiveLayout::headerBytes() const {
+  std::array<std::uint8_t, kArchiveHeaderSize> bytes{};
+  storeU32(&bytes[0], header_.magic);
+  storeU32(&bytes[4], header_.totalSize);
+  storeU32(&bytes[8], header_.recordCount);
+  storeU32(&bytes[12], header_.directoryOffset);
+  return bytes;
 }
 
-void CourseArchiveWriter::addMember(const std::string& name, Bytes compressed, std::uint32_t uncompressedSize) {
+void CourseArchiveLayout::addMember(const std::string& name, std::uint32_t compressedSize,
+                                    std::uint32_t uncompressedSize) {
+  constexpr std::uint64_t kLimit = std::numeric_limits<std::uint32_t>::max();
+  if (std::uint64_t{header_.totalSize} + compressedSize + kArchiveRecordSize > kLimit)
+    fail(ErrorKind::Unsupported, "adding member '" + name + "' makes the archive larger than 4 GiB");
   ArchiveRecord record;
   record.name = name;
   record.dataOffset = header_.directoryOffset;
-  record.compressedSize = static_cast<std::uint32_t>(compressed.size());
+  record.compressedSize = compressedSize;
   record.uncompressedSize = uncompressedSize;
   auto encoded = encodeArchiveRecord(record);
   directory_.insert(directory_.end(), encoded.begin(), encoded.end());
-  bytes_.insert(bytes_.end(), compressed.begin(), compressed.end());
   header_.recordCount += 1;
-  header_.directoryOffset += record.compressedSize;
-  header_.totalSize += record.compressedSize + static_cast<std::uint32_t>(kArchiveRecordSize);
-  rewriteHeader();
+  header_.directoryOffset += compressedSize;
+  header_.totalSize += compressedSize + static_cast<std::uint32_t>(kArchiveRecordSize);
+}
+
+CourseArchiveWriter::CourseArchiveWriter() {
+  const auto header = layout_.headerBytes();
+  bytes_.assign(header.begin(), header.end());
+}
+
+void CourseArchiveWriter::addMember(const std::string& name, Bytes compressed, std::uint32_t uncompressedSize) {
+  layout_.addMember(name, static_cast<std::uint32_t>(compressed.size()), uncompressedSize);
+  bytes_.insert(bytes_.end(), compressed.begin(), compressed.end());
 }
 
 std::vector<std::uint8_t> CourseArchiveWriter::finish() && {
-  bytes_.insert(bytes_.end(), directory_.begin(), directory_.end());
+  const auto header = layout_.headerBytes();
+  std::copy(header.begin(), header.end(), bytes_.begin());
+  const auto& directory = layout_.directoryBytes();
+  bytes_.insert(bytes_.end(), directory.begin(), directory.end());
   return std::move(bytes_);
 }
 

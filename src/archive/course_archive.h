@@ -3,6 +3,7 @@
 // unsigned 32-bit little-endian and every offset counts from the start of the archive.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -55,26 +56,43 @@ Bytes memberData(Bytes archive, const ArchiveRecord& record);
 // for callers that get a pointer and no length. Raises Error(Corrupt) when that overflows.
 std::uint64_t describedArchiveSize(const ArchiveHeader& header);
 
+// The header and directory of an archive whose members are laid one after another from
+// offset 16, for writers that put the members' bytes somewhere else (a file, as they come).
+class CourseArchiveLayout {
+ public:
+  CourseArchiveLayout();
+
+  // Records the next member. `name` must fit the 32-byte field with its terminator
+  // (Error(Argument) otherwise); a member that would take the archive past the format's
+  // 32-bit sizes and offsets is Error(Unsupported).
+  void addMember(const std::string& name, std::uint32_t compressedSize, std::uint32_t uncompressedSize);
+
+  // The running totals, as the game's sky file builder leaves them after every member.
+  const ArchiveHeader& header() const { return header_; }
+  std::array<std::uint8_t, kArchiveHeaderSize> headerBytes() const;
+  const std::vector<std::uint8_t>& directoryBytes() const { return directory_; }
+
+ private:
+  ArchiveHeader header_;
+  std::vector<std::uint8_t> directory_;
+};
+
 // Builds an archive in memory. After every member the header holds the running totals
 // (the game's sky file builder rewrites it that way); finish() appends the directory.
 class CourseArchiveWriter {
  public:
   CourseArchiveWriter();
 
-  // Appends a member's zlib stream and its directory record. `name` must fit the 32-byte
-  // field with its terminator (Error(Argument) otherwise).
+  // Appends a member's zlib stream and its directory record (see CourseArchiveLayout).
   void addMember(const std::string& name, Bytes compressed, std::uint32_t uncompressedSize);
 
-  const ArchiveHeader& header() const { return header_; }
+  const ArchiveHeader& header() const { return layout_.header(); }
   // The finished archive: header, members, directory.
   std::vector<std::uint8_t> finish() &&;
 
  private:
-  void rewriteHeader();
-
-  ArchiveHeader header_;
+  CourseArchiveLayout layout_;
   std::vector<std::uint8_t> bytes_;
-  std::vector<std::uint8_t> directory_;
 };
 
 }  // namespace vellmark

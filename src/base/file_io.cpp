@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #ifdef _WIN32
 #include <io.h>
@@ -34,8 +35,12 @@ using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
 
 // Opens an input that must be a regular file. The open does not wait: a FIFO would block an
 // ordinary open until someone writes to it.
-FilePtr openRegularFile(const std::string& path, std::uint64_t& size) {
+FilePtr openRegularFile(const std::string& path, std::uint64_t& size, Links links) {
 #ifdef _WIN32
+  const DWORD attributes = GetFileAttributesA(path.c_str());
+  if (links == Links::Refuse && attributes != INVALID_FILE_ATTRIBUTES &&
+      (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0)
+    failInput(path, "a link, not a file");
   const int fd = _open(path.c_str(), _O_RDONLY | _O_BINARY);
   if (fd < 0) failInput(path, std::strerror(errno));
   struct _stat64 st;
@@ -45,8 +50,8 @@ FilePtr openRegularFile(const std::string& path, std::uint64_t& size) {
   }
   FilePtr file(_fdopen(fd, "rb"));
 #else
-  const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (fd < 0) failInput(path, std::strerror(errno));
+  const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | (links == Links::Refuse ? O_NOFOLLOW : 0));
+  if (fd < 0) failInput(path, errno == ELOOP && links == Links::Refuse ? "a symbolic link, not a file" : std::strerror(errno));
   struct stat st;
   if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
     ::close(fd);
@@ -80,9 +85,9 @@ bool replaceFile(const std::string& from, const std::string& to) {
 
 }  // namespace
 
-std::vector<std::uint8_t> readWholeFile(const std::string& path) {
+std::vector<std::uint8_t> readWholeFile(const std::string& path, Links links) {
   std::uint64_t size = 0;
-  FilePtr file = openRegularFile(path, size);
+  FilePtr file = openRegularFile(path, size, links);
   if (size > kMaxInputFileBytes)
     fail(ErrorKind::Unsupported, "input file '" + path + "' has " + std::to_string(size) +
                                      " bytes; files above 2 GiB are not read");
@@ -94,20 +99,74 @@ std::vector<std::uint8_t> readWholeFile(const std::string& path) {
   return data;
 }
 
-bool writeWholeFile(const std::string& path, std::initializer_list<std::span<const std::uint8_t>> pieces) {
-  // Written under a temporary name and renamed over `path` only when complete, so that a full
-  // disk or an interrupted run never leaves a cut-short file under the final name. The rename
-  // also replaces a link at `path` instead of writing through it.
-  const std::string temporary = temporaryName(path);
-  FilePtr file(std::fopen(temporary.c_str(), "wb"));
-  if (!file) return false;
-  bool ok = true;
-  for (auto piece : pieces)
-    if (!piece.empty() && std::fwrite(piece.data(), 1, piece.size(), file.get()) != piece.size()) ok = false;
-  ok = std::fclose(file.release()) == 0 && ok;
-  if (ok) ok = replaceFile(temporary, path);
-  if (!ok) std::remove(temporary.c_str());
+namespace {
+
+// Creates the temporary exclusively: an existing file or link of that name, planted by
+// someone else, is never opened or followed.
+std::FILE* createNew(const std::string& path) {
+#ifdef _WIN32
+  const int fd = _open(path.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY, _S_IREAD | _S_IWRITE);
+  if (fd < 0) return nullptr;
+  std::FILE* file = _fdopen(fd, "wb");
+  if (!file) _close(fd);
+#else
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+  if (fd < 0) return nullptr;
+  std::FILE* file = ::fdopen(fd, "wb");
+  if (!file) ::close(fd);
+#endif
+  return file;
+}
+
+bool seekTo(std::FILE* file, std::uint64_t offset) {
+#ifdef _WIN32
+  return _fseeki64(file, static_cast<__int64>(offset), SEEK_SET) == 0;
+#else
+  return fseeko(file, static_cast<off_t>(offset), SEEK_SET) == 0;
+#endif
+}
+
+}  // namespace
+
+OutputFile::OutputFile(const std::string& path) : path_(path), temporary_(temporaryName(path)) {
+  file_ = createNew(temporary_);
+  if (!file_) fail(ErrorKind::Io, "cannot write '" + path + "': " + std::strerror(errno));
+}
+
+OutputFile::~OutputFile() {
+  if (!file_) return;
+  std::fclose(file_);
+  std::remove(temporary_.c_str());
+}
+
+bool OutputFile::write(std::span<const std::uint8_t> data) {
+  if (ok_ && !data.empty()) ok_ = std::fwrite(data.data(), 1, data.size(), file_) == data.size();
+  return ok_;
+}
+
+bool OutputFile::writeAt(std::uint64_t offset, std::span<const std::uint8_t> data) {
+  if (!ok_) return false;
+  std::fflush(file_);
+  ok_ = seekTo(file_, offset) && write(data) && std::fseek(file_, 0, SEEK_END) == 0;
+  return ok_;
+}
+
+bool OutputFile::commit() {
+  if (!file_) return false;
+  bool ok = std::fclose(std::exchange(file_, nullptr)) == 0 && ok_;
+  if (ok) ok = replaceFile(temporary_, path_);
+  if (!ok) std::remove(temporary_.c_str());
   return ok;
+}
+
+bool writeWholeFile(const std::string& path, std::initializer_list<std::span<const std::uint8_t>> pieces) {
+  try {
+    OutputFile file(path);
+    for (auto piece : pieces) file.write(piece);
+    return file.commit();
+  } catch (const Error&) {
+    return false;
+  }
 }
 
 bool writeWholeFile(const std::string& path, std::span<const std::uint8_t> data) {

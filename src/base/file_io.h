@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <span>
 #include <string>
 #include <vector>
@@ -15,7 +16,39 @@ inline constexpr std::uint64_t kMaxInputFileBytes = std::uint64_t{2} << 30;
 // Reads a regular file whole. A file that cannot be opened or read, and anything but a regular
 // file (a folder, a FIFO, a device), raise Error(Io) naming the path and the reason; a file
 // above kMaxInputFileBytes raises Error(Unsupported).
-std::vector<std::uint8_t> readWholeFile(const std::string& path);
+// With Links::Refuse, a symbolic link at `path` is refused too (Error(Io)) rather than
+// followed: for inputs picked from a folder's listing, where a link could point anywhere.
+enum class Links { Follow, Refuse };
+std::vector<std::uint8_t> readWholeFile(const std::string& path, Links links = Links::Follow);
+
+// A file written piece by piece under a temporary name beside `path` and renamed over `path`
+// by commit() once complete, so that `path` holds either its old content or all of the new,
+// never part of it (a temporary may stay behind when the process is killed). Dropped without
+// commit(), the temporary is removed. The temporary is created new, never through an
+// existing file or link, and the rename replaces a link at `path` rather than writing
+// through it.
+class OutputFile {
+ public:
+  // Error(Io) naming `path` when the temporary cannot be created.
+  explicit OutputFile(const std::string& path);
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  // Appends; false once any write has failed (a full disk), after which nothing more is written.
+  bool write(std::span<const std::uint8_t> data);
+  // Overwrites bytes already written (a header whose totals are known at the end).
+  bool writeAt(std::uint64_t offset, std::span<const std::uint8_t> data);
+  // Flushes, closes and renames over the final name; false (and the temporary removed) when
+  // any step or an earlier write failed.
+  bool commit();
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_, temporary_;
+  std::FILE* file_ = nullptr;
+  bool ok_ = true;
+};
 
 // Writes `data` as the whole new content of `path`: into a temporary file beside it, renamed
 // over `path` once complete, so that `path` holds either its old content or all of the new,

@@ -7,6 +7,7 @@
 #include "archive/archive_members.h"
 #include "archive/archive_pack.h"
 #include "base/file_io.h"
+#include "base/ordered_parallel.h"
 #include "btc/btc_file.h"
 #include "tools/messages.h"
 
@@ -97,21 +98,20 @@ UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder,
   return report;
 }
 
-PackReport packFolder(const std::string& folder, const std::string& archivePath,
-                      const std::optional<std::string>& orderFile) {
+PackReport packFolder(const std::string& folder, const std::string& archivePath, const PackOptions& options) {
   const fs::path in(folder);
   std::error_code ec;
   if (!fs::is_directory(in, ec)) fail(ErrorKind::Io, "'" + folder + "' is not a folder");
 
   PackReport report;
   std::vector<std::string> names;
-  if (orderFile) {
-    const auto text = readWholeFile(*orderFile);
+  if (options.orderFile) {
+    const auto text = readWholeFile(*options.orderFile);
     names = parsePackOrder({reinterpret_cast<const char*>(text.data()), text.size()});
   } else {
     for (const auto& entry : fs::directory_iterator(in)) {
       const std::string name = entry.path().filename().string();
-      if (!entry.is_regular_file()) {
+      if (!entry.is_regular_file() || entry.is_symlink()) {
         report.skipped.push_back(name);
         continue;
       }
@@ -121,16 +121,26 @@ PackReport packFolder(const std::string& folder, const std::string& archivePath,
     std::sort(names.begin(), names.end());
     std::sort(report.skipped.begin(), report.skipped.end());
   }
+  // Every name is checked before any file is opened: an order file may name "../x".
+  for (const auto& name : names) checkPackName(name);
 
   ArchivePacker packer;
-  for (const auto& name : names) {
-    ArchivePacker::checkName(name);  // before the file is opened: an order file may name "../x"
-    const auto data = readWholeFile((in / name).string());
-    packer.add(name, data);
-  }
+  OutputFile out(archivePath);
+  bool written = out.write(packer.layout().headerBytes());
+  // Two members ahead per thread: enough to keep the threads busy, few enough that memory
+  // stays near a few members of compressed data.
+  runOrdered(
+      names.size(), options.threads,
+      [&](std::size_t i) { return packMember(names[i], readWholeFile((in / names[i]).string(), Links::Refuse)); },
+      [&](std::size_t i, PackedMember member) {
+        packer.add(names[i], member);
+        written = written && out.write(member.compressed);
+        if (options.onMember) options.onMember(i + 1, names.size(), names[i]);
+      },
+      2);
+  written = written && out.write(packer.layout().directoryBytes()) && out.writeAt(0, packer.layout().headerBytes());
+  if (!written || !out.commit()) fail(ErrorKind::Io, "cannot write the archive '" + archivePath + "'");
   report.members = packer.memberCount();
-  const auto bytes = std::move(packer).finish();
-  if (!writeWholeFile(archivePath, bytes)) fail(ErrorKind::Io, "cannot write the archive '" + archivePath + "'");
   return report;
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,15 +33,24 @@ UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder,
 
 struct PackReport {
   std::size_t members = 0;
-  std::vector<std::string> skipped;  // entries of the folder that are not regular files
+  std::vector<std::string> skipped;  // entries of the folder that are not regular files (links included)
 };
 
-// Packs the regular files of `folder` (not its subfolders) into a course archive written
-// to `archivePath`: in the order of the names in `orderFile` (one per line; other files are
-// left out), or sorted by name (byte order) without one. The archive itself is left out
-// when it lies in the folder. Errors: Error(Argument) for names an archive cannot hold,
-// Error(Io) for files that cannot be read or written.
-PackReport packFolder(const std::string& folder, const std::string& archivePath,
-                      const std::optional<std::string>& orderFile);
+struct PackOptions {
+  std::optional<std::string> orderFile;
+  unsigned threads = 1;  // members compressed at once; the archive's bytes do not depend on it
+  // Called after each member is written, with the count so far, the total and the name.
+  std::function<void(std::size_t done, std::size_t total, const std::string& name)> onMember;
+};
+
+// Packs the regular files of `folder` (not its subfolders, nor symbolic links) into a course
+// archive written to `archivePath`: in the order of the names in the order file (one per
+// line; other files are left out), or sorted by name (byte order) without one. The archive
+// itself is left out when it lies in the folder. Members are read and compressed a few at a
+// time and written as they are done, so memory stays near a few members whatever the
+// archive's size; the archive appears under its name only when complete. Errors:
+// Error(Argument) for names an archive cannot hold, Error(Io) for files that cannot be read
+// (a link or anything but a regular file named by the order file included) or written.
+PackReport packFolder(const std::string& folder, const std::string& archivePath, const PackOptions& options);
 
 }  // namespace vellmark

@@ -2,7 +2,11 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <optional>
+#include <span>
+#include <vector>
 
 #include "base/file_io.h"
 #include "base/paths.h"
@@ -22,23 +26,35 @@ bool initDirect3D(d3d::MeshLayer& layer) {
   return layer.createDevice(meshDeviceRequest());
 }
 
-// The .MAP file, written in place as the game's writer does: straight to the file, then a
-// seek back to write the header and tables over.
+// The .MAP file, written as the game's writer does (straight on, then a seek back to write
+// the header and tables over) but under a temporary name, renamed over the final one when
+// the writer has ended: a run cut short leaves no partial .MAP behind.
 class MapOutputFile : public MapSink {
  public:
-  explicit MapOutputFile(const std::string& path) : file_(std::fopen(path.c_str(), "wb")) {}
-  ~MapOutputFile() override {
-    if (file_) std::fclose(file_);
+  explicit MapOutputFile(const std::string& path) {
+    try {
+      file_.emplace(path);
+    } catch (const Error&) {
+    }
   }
-  MapOutputFile(const MapOutputFile&) = delete;
-  MapOutputFile& operator=(const MapOutputFile&) = delete;
-  explicit operator bool() const { return file_ != nullptr; }
-  std::size_t write(const std::uint8_t* data, std::size_t size) override { return std::fwrite(data, 1, size, file_); }
-  std::uint32_t position() const override { return static_cast<std::uint32_t>(std::ftell(file_)); }
-  void rewind() override { std::fseek(file_, 0, SEEK_SET); }
+  explicit operator bool() const { return file_.has_value(); }
+  std::size_t write(const std::uint8_t* data, std::size_t size) override {
+    const std::span<const std::uint8_t> piece(data, size);
+    if (!(rewound_ ? file_->writeAt(position_, piece) : file_->write(piece))) return 0;
+    position_ += size;
+    return size;
+  }
+  std::uint32_t position() const override { return static_cast<std::uint32_t>(position_); }
+  void rewind() override {
+    position_ = 0;
+    rewound_ = true;
+  }
+  bool commit() { return file_->commit(); }
 
  private:
-  std::FILE* file_;
+  std::optional<OutputFile> file_;
+  std::uint64_t position_ = 0;
+  bool rewound_ = false;
 };
 
 bool fileExists(const std::string& path) {
@@ -46,7 +62,26 @@ bool fileExists(const std::string& path) {
   return ::stat(path.c_str(), &info) == 0;
 }
 
-MapTextureLookup lookTextureUp(Host& host, const d3d::Material& material) {
+// The places the program's rule tries, in order: the path as the material names it, the same
+// path beside the model, its base name beside the model. Either separator counts in the
+// name, so that paths written on Windows resolve elsewhere too.
+std::vector<std::string> textureCandidates(const std::string& named, const std::string& modelFolder) {
+  // Runs of separators count as one: the .x files' own escaping doubles backslashes.
+  std::string path;
+  for (char c : named) {
+    if (kPathSeparator == '/' && c == '\\') c = '/';
+    if (!(c == kPathSeparator && !path.empty() && path.back() == kPathSeparator)) path += c;
+  }
+  const auto cut = path.find_last_of("/\\");
+  const std::string base = cut == std::string::npos ? path : path.substr(cut + 1);
+  const std::string folder = modelFolder.empty() ? "" : modelFolder + kPathSeparator;
+  std::vector<std::string> candidates{path};
+  for (const std::string& c : {folder + path, folder + base})
+    if (std::find(candidates.begin(), candidates.end(), c) == candidates.end()) candidates.push_back(c);
+  return candidates;
+}
+
+MapTextureLookup lookTextureUp(Host& host, const d3d::Material& material, const TextureSearch& search) {
   if (!material.textureFilename) {
     host.messageBox(messages::kMapErrorCaption, messages::kMissingTextureText);
     return {.texture = std::nullopt, .stop = true};
@@ -57,17 +92,32 @@ MapTextureLookup lookTextureUp(Host& host, const d3d::Material& material) {
     host.messageBox(messages::kTriedTextureCaption, parts.joined());
     return {.texture = std::nullopt, .stop = true};
   }
-  std::string path = parts.joined();
-  if (!fileExists(path))
-    if (auto chosen = host.openFileDialog(path)) path = *chosen;
-  std::optional<std::vector<std::uint8_t>> file;
-  try {
-    file = readWholeFile(path);
-  } catch (const Error&) {
+  std::vector<std::string> tried;
+  if (search.besideModel) {
+    tried = textureCandidates(parts.joined(), search.modelFolder);
+  } else {
+    tried = {parts.joined()};
+    if (!fileExists(tried.front()))
+      if (auto chosen = host.openFileDialog(tried.front())) tried.front() = *chosen;
   }
   MapTextureLookup lookup;
-  if (file) lookup.texture = decodeMapTexture(*file);
-  if (!lookup.texture) host.messageBox(messages::kMapErrorCaption, messages::kCannotReadTextureText);
+  for (const auto& path : tried) {
+    if (!fileExists(path)) continue;
+    try {
+      lookup.texture = decodeMapTexture(readWholeFile(path));
+    } catch (const Error&) {
+    }
+    tried = {path};  // found: that file alone is what could not be read, if it could not
+    break;
+  }
+  if (!lookup.texture) {
+    if (search.besideModel) {
+      std::string names;
+      for (const auto& path : tried) names += (names.empty() ? "'" : ", '") + path + "'";
+      host.printError("vellmark: texture '" + *material.textureFilename + "' cannot be read; tried " + names + "\n");
+    }
+    host.messageBox(messages::kMapErrorCaption, messages::kCannotReadTextureText);
+  }
   return lookup;
 }
 
@@ -95,7 +145,8 @@ MeshOutputNames meshOutputNames(const std::string& meshPath, const std::string& 
   return {outputDir + stem + ".XYZ", outputDir + stem + ".MAP"};
 }
 
-void openDirectX(Host& host, d3d::MeshLayer& layer, const std::string& meshPath, const std::string& outputDir) {
+void openDirectX(Host& host, d3d::MeshLayer& layer, const std::string& meshPath, const std::string& outputDir,
+                 const TextureSearch& search) {
   if (!initDirect3D(layer)) {
     host.messageBox(messages::kDirectXInitCaption, messages::kDirectXInitText);
     host.exitProcess(1);
@@ -118,11 +169,12 @@ void openDirectX(Host& host, d3d::MeshLayer& layer, const std::string& meshPath,
   {
     MapOutputFile out(names.map);
     if (out) {
-      const auto textureOf = [&](const d3d::Material& m) { return lookTextureUp(host, m); };
+      const auto textureOf = [&](const d3d::Material& m) { return lookTextureUp(host, m, search); };
       if (writeMapFile(out, loaded.materials, textureOf) == MapWriteEnd::ShortWrite) {
         host.print(kOutputWriteErrorText);
         host.exitProcess(1);
       }
+      (void)out.commit();  // a failure here is seen by the program, which checks its outputs
     }
   }
 

@@ -33,6 +33,18 @@ MeshOutputNames meshOutputNames(const std::string& meshPath, const std::string& 
 // skipped ("Cannot read Texture"). A texture that does not exist is asked for with the
 // open-file dialog; hosts without one keep the path. An output file that cannot be created
 // is passed over silently, before any of those boxes.
-void openDirectX(Host& host, d3d::MeshLayer& layer, const std::string& meshPath, const std::string& outputDir);
+//
+// `search` picks where textures are looked for. The game's rule (the default) reads the path
+// as the material names it, from the working folder, and asks with the dialog when it is
+// missing. With besideModel, as the program does, the path is tried as named, then beside
+// the model (in modelFolder), then by its base name beside the model, so that absolute
+// paths from another machine resolve; one that still cannot be read is named with every
+// place tried on the host's error output before the usual box.
+struct TextureSearch {
+  bool besideModel = false;
+  std::string modelFolder;
+};
+void openDirectX(Host& host, d3d::MeshLayer& layer, const std::string& meshPath, const std::string& outputDir,
+                 const TextureSearch& search = {});
 
 }  // namespace vellmark

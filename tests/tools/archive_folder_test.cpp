@@ -31,7 +31,7 @@ ByteVector archiveOf(const std::vector<std::pair<std::string, ByteVector>>& memb
 
 Names filesIn(const fs::path& folder) {
   Names names;
-  for (const auto& e : fs::recursive_directory_iterator(folder)) names.push_back(fs::relative(e.path(), folder));
+  for (const auto& e : fs::recursive_directory_iterator(folder)) names.push_back(e.path().lexically_relative(folder));
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -53,8 +53,15 @@ TEST(ArchiveFolder, SampleCourseUnpacksAndPacksBack) {
   std::string order = "\r\n";  // blank lines and CRLF endings are fine
   for (const auto& r : readArchiveDirectory(course).records) order += r.name + "\r\n";
   writeFile(dir.file("order.txt"), text(order));
-  EXPECT_EQ(packFolder(dir.file("out"), dir.file("again.arc"), dir.file("order.txt")).members, 10u);
-  EXPECT_EQ(readFile(dir.file("again.arc")), course);
+  for (unsigned threads : {1u, 3u}) {  // the same bytes whatever the threads
+    std::size_t progress = 0;
+    const PackOptions options{dir.file("order.txt"), threads, [&](std::size_t done, std::size_t total, const std::string&) {
+                                EXPECT_EQ(total, 10u);
+                                EXPECT_EQ(done, ++progress);
+                              }};
+    EXPECT_EQ(packFolder(dir.file("out"), dir.file("again.arc"), options).members, 10u);
+    EXPECT_EQ(readFile(dir.file("again.arc")), course);
+  }
 }
 
 TEST(ArchiveFolder, UnpackWritesNothingOutsideTheFolderAndReportsEveryMember) {
@@ -100,16 +107,22 @@ TEST(ArchiveFolder, PackTakesSortedRegularFilesOrTheOrderFilesNamesOnly) {
   for (const char* name : {"b.wav", "a.tga", "C.jpg", "empty"})
     writeFile(dir.path() / "in" / name, text(name[0] == 'e' ? "" : name));
   writeFile(dir.path() / "secret", text("outside"));
+  fs::create_symlink(dir.path() / "secret", dir.path() / "in" / "link");
 
-  packFolder(dir.file("in"), dir.file("in/self.arc"), std::nullopt);
-  const auto again = packFolder(dir.file("in"), dir.file("in/self.arc"), std::nullopt);  // leaving itself out
-  EXPECT_EQ(again.skipped, Names{"subfolder"});
+  packFolder(dir.file("in"), dir.file("in/self.arc"), {});
+  const auto again = packFolder(dir.file("in"), dir.file("in/self.arc"), {});  // leaving itself out
+  EXPECT_EQ(again.skipped, (Names{"link", "subfolder"}));
   Names names;
   for (const auto& r : readArchiveDirectory(readFile(dir.file("in/self.arc"))).records) names.push_back(r.name);
   EXPECT_EQ(names, (Names{"C.jpg", "a.tga", "b.wav", "empty"}));
 
-  writeFile(dir.file("order.txt"), text("b.wav\n../secret\n"));
-  EXPECT_THROW(packFolder(dir.file("in"), dir.file("bad.arc"), dir.file("order.txt")), Error);
-  EXPECT_THROW(packFolder(dir.file("absent"), dir.file("bad.arc"), std::nullopt), Error);
-  EXPECT_FALSE(fs::exists(dir.file("bad.arc")));
+  // Refused whole, with no archive left behind: a name outside the folder, a link, a
+  // subfolder, a missing folder.
+  for (const char* order : {"b.wav\n../secret\n", "b.wav\nlink\n", "b.wav\nsubfolder\n"}) {
+    writeFile(dir.file("order.txt"), text(order));
+    EXPECT_THROW(packFolder(dir.file("in"), dir.file("bad.arc"), {dir.file("order.txt"), 1, {}}), Error) << order;
+  }
+  EXPECT_THROW(packFolder(dir.file("absent"), dir.file("bad.arc"), {}), Error);
+  EXPECT_EQ(filesIn(dir.path()), (Names{"in", "in/C.jpg", "in/a.tga", "in/b.wav", "in/empty", "in/link", "in/self.arc",
+                                        "in/subfolder", "order.txt", "secret"}));
 }

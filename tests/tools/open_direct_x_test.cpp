@@ -208,3 +208,24 @@ TEST(OpenDirectX, TexturesGiveTheirKnownMapFiles) {
     EXPECT_EQ(host.dialogRequests, asks ? std::vector<std::string>{dir.file(first)} : std::vector<std::string>{}) << first;
   }
 }
+
+// The program's rule: a texture named by another machine's absolute path is found by its
+// file name beside the model, with no dialog; one found nowhere is named with every place tried.
+TEST(OpenDirectX, ProgramLooksForTexturesBesideTheModel) {
+  const std::string model = dataPath("xfiles/assimp/kwxport_test_cubewithvcolors.x");
+  const std::string folder = model.substr(0, model.rfind('/'));
+  ScratchDir dir;
+  RecordingHost host;
+  openDirectX(host, d3d::portableMeshLayer(), model, dir.prefix(), {true, folder});
+  EXPECT_EQ(hashOf(meshOutputNames(model, dir.prefix()).map),
+            "e75315e6f2313e764d7890c4cf6639e7c744a33f799778d32fbd6ffa288715bb");  // as with the dialog's answers
+  EXPECT_EQ(textsAfterTheTwoWrites(host), std::vector<std::string>{});
+  EXPECT_TRUE(host.dialogRequests.empty());
+
+  writeFile(dir.file("alone.x"), readFile(model));
+  RecordingHost lost;
+  openDirectX(lost, d3d::portableMeshLayer(), dir.file("alone.x"), dir.prefix(), {true, dir.path().string()});
+  EXPECT_EQ(textsAfterTheTwoWrites(lost), (std::vector<std::string>{kCannotRead, kCannotRead, kCannotRead}));
+  EXPECT_NE(lost.printedErrors.find("'" + dir.file("bottom.tga") + "'\n"), std::string::npos) << lost.printedErrors;
+  EXPECT_TRUE(lost.dialogRequests.empty());
+}
