@@ -20,23 +20,6 @@ namespace {
 // the furthest one).
 constexpr std::size_t kKindPrefix = 16;
 
-// Inflates at most `limit` bytes from the start of a zlib stream; a stream that is not
-// valid up to there yields what came out before the fault.
-std::vector<std::uint8_t> inflatePrefix(Bytes compressed, std::size_t limit) {
-  std::vector<std::uint8_t> out(limit);
-  z_stream stream{};
-  if (inflateInit(&stream) != Z_OK) return {};
-  std::uint8_t none = 0;
-  stream.next_in = const_cast<Bytef*>(compressed.empty() ? &none : compressed.data());
-  stream.avail_in = static_cast<uInt>(std::min<std::size_t>(compressed.size(), 0xFFFFFFFFu));
-  stream.next_out = out.data();
-  stream.avail_out = static_cast<uInt>(out.size());
-  (void)inflate(&stream, Z_SYNC_FLUSH);
-  out.resize(out.size() - stream.avail_out);
-  inflateEnd(&stream);
-  return out;
-}
-
 std::string upper(std::string_view s) {
   std::string out(s);
   for (auto& c : out) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
@@ -64,15 +47,58 @@ std::string zlibProblem(const InflateResult& result, std::uint32_t recorded) {
 
 }  // namespace
 
-ArchiveDirectory openCourseArchive(Bytes archive) {
-  const ArchiveHeader header = readArchiveHeader(archive);
+ArchiveHeader openCourseArchiveHeader(Bytes start) {
+  const ArchiveHeader header = readArchiveHeader(start);
   if (header.magic != kArchiveMagic) {
     char shown[64];
-    std::snprintf(shown, sizeof shown, "%02X %02X %02X %02X", archive[0], archive[1], archive[2], archive[3]);
+    std::snprintf(shown, sizeof shown, "%02X %02X %02X %02X", start[0], start[1], start[2], start[3]);
     fail(ErrorKind::Corrupt, std::string("not a course archive: it begins with the bytes ") + shown +
                                  ", not \"ARC0\"");
   }
+  return header;
+}
+
+ArchiveDirectory openCourseArchive(Bytes archive) {
+  (void)openCourseArchiveHeader(archive);
   return readArchiveDirectory(archive);
+}
+
+// Inflates the first kKindPrefix bytes at most; a stream that is not valid up to there
+// yields what came out before the fault.
+struct MemberKindProbe::State {
+  z_stream stream{};
+  bool ready = inflateInit(&stream) == Z_OK;
+  bool settled = !ready;
+  std::array<std::uint8_t, kKindPrefix> out{};
+  ~State() {
+    if (ready) inflateEnd(&stream);
+  }
+};
+
+MemberKindProbe::MemberKindProbe() : state_(std::make_unique<State>()) {
+  state_->stream.next_out = state_->out.data();
+  state_->stream.avail_out = static_cast<uInt>(kKindPrefix);
+}
+
+MemberKindProbe::~MemberKindProbe() = default;
+
+bool MemberKindProbe::feed(Bytes more) {
+  z_stream& s = state_->stream;
+  while (!state_->settled && !more.empty()) {
+    const auto piece = std::min<std::size_t>(more.size(), 0xFFFFFFFFu);
+    s.next_in = const_cast<Bytef*>(more.data());
+    s.avail_in = static_cast<uInt>(piece);
+    const int status = inflate(&s, Z_SYNC_FLUSH);
+    more = more.subspan(piece - s.avail_in);
+    state_->settled = s.avail_out == 0 || (status != Z_OK && status != Z_BUF_ERROR) || s.avail_in > 0;
+    if (s.avail_in == piece) break;  // no progress: the stream wants nothing more of these bytes
+  }
+  return state_->settled;
+}
+
+MemberKind MemberKindProbe::kind() const {
+  if (!state_->ready) return classifyMember({});
+  return classifyMember(Bytes(state_->out.data(), kKindPrefix - state_->stream.avail_out));
 }
 
 std::vector<MemberListing> listArchive(Bytes archive, const ArchiveDirectory& directory) {
@@ -82,7 +108,9 @@ std::vector<MemberListing> listArchive(Bytes archive, const ArchiveDirectory& di
     MemberListing line;
     line.index = i;
     line.record = directory.records[i];
-    line.kind = classifyMember(inflatePrefix(memberData(archive, line.record), kKindPrefix));
+    MemberKindProbe probe;
+    probe.feed(memberData(archive, line.record));
+    line.kind = probe.kind();
     lines.push_back(std::move(line));
   }
   return lines;
@@ -105,8 +133,12 @@ std::optional<std::string> memberNameProblem(std::string_view name) {
   return std::nullopt;
 }
 
-ArchiveUnpacker::ArchiveUnpacker(Bytes archive, bool convert)
-    : archive_(archive), convert_(convert), directory_(openCourseArchive(archive)) {
+ArchiveUnpacker::ArchiveUnpacker(Bytes archive, bool convert) : ArchiveUnpacker(openCourseArchive(archive), convert) {
+  archive_ = archive;
+}
+
+ArchiveUnpacker::ArchiveUnpacker(ArchiveDirectory directory, bool convert)
+    : convert_(convert), directory_(std::move(directory)) {
   refusals_.reserve(directory_.records.size());
   for (std::size_t i = 0; i < directory_.records.size(); ++i) {
     const std::string& name = directory_.records[i].name;
@@ -121,6 +153,10 @@ ArchiveUnpacker::ArchiveUnpacker(Bytes archive, bool convert)
 }
 
 UnpackedMember ArchiveUnpacker::member(std::size_t index) const {
+  return member(index, memberData(archive_, directory_.records.at(index)));
+}
+
+UnpackedMember ArchiveUnpacker::member(std::size_t index, Bytes compressed) const {
   const ArchiveRecord& record = directory_.records.at(index);
   UnpackedMember out;
   out.index = index;
@@ -130,7 +166,6 @@ UnpackedMember ArchiveUnpacker::member(std::size_t index) const {
     out.problem = refusals_[index];
     return out;
   }
-  const Bytes compressed = memberData(archive_, record);
   if (record.uncompressedSize > std::uint64_t{record.compressedSize} * kMaxDeflateRatio) {
     out.problem = "records " + std::to_string(record.uncompressedSize) + " bytes inflated from " +
                   std::to_string(record.compressedSize) + " compressed, more than zlib can produce";
@@ -140,7 +175,7 @@ UnpackedMember ArchiveUnpacker::member(std::size_t index) const {
   InflateResult inflated;
   try {
     if (room > std::numeric_limits<std::size_t>::max()) throw std::bad_alloc();
-    inflated = inflateMember(compressed, static_cast<std::size_t>(room));
+    inflated = inflateBounded(compressed, static_cast<std::size_t>(room));
   } catch (const std::bad_alloc&) {
     out.problem = "not enough memory to inflate " + std::to_string(record.uncompressedSize) + " bytes";
     return out;
@@ -149,7 +184,6 @@ UnpackedMember ArchiveUnpacker::member(std::size_t index) const {
     out.problem = zlibProblem(inflated, record.uncompressedSize);
     return out;
   }
-  inflated.buffer.resize(inflated.length);
   out.status = UnpackedMember::Status::Ready;
   out.data = std::move(inflated.buffer);
   out.kind = classifyMember(out.data);

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -14,6 +15,7 @@
 #include "archive/member_kind.h"
 #include "base/byte_reader.h"
 #include "archive/course_archive.h"
+#include "archive/zlib_member.h"
 
 namespace vellmark {
 
@@ -35,6 +37,29 @@ struct MemberListing {
 
 std::vector<MemberListing> listArchive(Bytes archive, const ArchiveDirectory& directory);
 
+// The header of a course archive from its first bytes, checked as openCourseArchive checks
+// it (Truncated under 16 bytes, Corrupt for another magic): for archives read piece by piece.
+ArchiveHeader openCourseArchiveHeader(Bytes start);
+
+// A member's kind as listArchive judges it, from its compressed stream fed a piece at a
+// time, so that a listing needs only the first bytes of each member.
+class MemberKindProbe {
+ public:
+  MemberKindProbe();
+  ~MemberKindProbe();
+  MemberKindProbe(const MemberKindProbe&) = delete;
+  MemberKindProbe& operator=(const MemberKindProbe&) = delete;
+
+  // Takes the next bytes of the stream; true once the kind is settled (enough inflated, or
+  // the stream ended or failed) and no more are wanted.
+  bool feed(Bytes more);
+  MemberKind kind() const;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
 // Why a member name cannot be a file name inside the output folder, or nullopt when it
 // can. Refused: empty names, "." and anything containing "..", either path separator, a
 // drive letter or any ':' (alternate data streams), control characters, the characters
@@ -55,7 +80,7 @@ struct UnpackedMember {
   std::string name;
   Status status = Status::Failed;
   std::string problem;             // why it was refused or failed (empty when Ready)
-  std::vector<std::uint8_t> data;  // the inflated member, exactly its recorded size
+  HeapBytes data;                  // the inflated member, exactly its recorded size
   MemberKind kind = MemberKind::Unknown;
 
   // With conversion: the extra files, named after the member (NAME.tga for a BTC texture,
@@ -69,17 +94,24 @@ struct UnpackedMember {
 
 // Plans an unpack: reads the directory (as openCourseArchive, so the same errors), checks
 // every name, refuses a name already used by an earlier record, and inflates members one
-// at a time on request. The archive bytes must outlive the unpacker.
+// at a time on request. The archive bytes must outlive the unpacker. Built from a directory
+// alone, it is handed each member's compressed bytes instead, so that an archive on disk
+// is read one member at a time.
 class ArchiveUnpacker {
  public:
   ArchiveUnpacker(Bytes archive, bool convert);
+  ArchiveUnpacker(ArchiveDirectory directory, bool convert);
 
   const ArchiveDirectory& directory() const { return directory_; }
   std::size_t memberCount() const { return directory_.records.size(); }
 
   // Member `index` (< memberCount()): refused for its name, failed when its stream does not
   // inflate to exactly the recorded size, otherwise ready with its bytes (and conversions).
+  // Only with the archive in memory.
   UnpackedMember member(std::size_t index) const;
+  // `compressed` holds the record's compressedSize bytes from its dataOffset. A member is
+  // inflated into memory that grows with its real output, up to its recorded size.
+  UnpackedMember member(std::size_t index, Bytes compressed) const;
 
  private:
   Bytes archive_;

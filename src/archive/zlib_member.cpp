@@ -2,7 +2,10 @@
 
 #include <zlib.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <limits>
+#include <new>
 
 #include "base/error.h"
 
@@ -25,15 +28,96 @@ std::vector<std::uint8_t> compressMember(std::span<const std::uint8_t> data) {
   return out;
 }
 
+HeapBytes HeapBytes::zeroed(std::size_t n) {
+  HeapBytes out;
+  out.data_.reset(static_cast<std::uint8_t*>(std::calloc(n ? n : 1, 1)));
+  if (!out.data_) throw std::bad_alloc();
+  out.size_ = n;
+  return out;
+}
+
+void HeapBytes::resize(std::size_t n) {
+  if (n == size_) return;
+  auto* grown = static_cast<std::uint8_t*>(std::realloc(data_.get(), n ? n : 1));
+  if (!grown) throw std::bad_alloc();
+  (void)data_.release();
+  data_.reset(grown);
+  size_ = n;
+}
+
 InflateResult inflateMember(std::span<const std::uint8_t> compressed, std::size_t capacity) {
   InflateResult result;
-  result.buffer.resize(capacity);
+  result.buffer = HeapBytes::zeroed(capacity);
   uLongf length = static_cast<uLongf>(capacity);
   // zlib wants non-null pointers even for empty buffers.
   Bytef dummy = 0;
   result.status = uncompress(capacity ? result.buffer.data() : &dummy, &length,
                              compressed.empty() ? &dummy : compressed.data(), static_cast<uLong>(compressed.size()));
   result.length = length;
+  return result;
+}
+
+namespace {
+
+constexpr std::size_t kMaxZlibCount = std::numeric_limits<uInt>::max();
+// Where the buffer starts: enough for most members at once, and nothing a declared size
+// can inflate.
+constexpr std::size_t kFirstRoom = std::size_t{1} << 20;
+
+struct InflateStream {
+  z_stream stream{};
+  int status = inflateInit(&stream);
+  ~InflateStream() {
+    if (status == Z_OK) inflateEnd(&stream);
+  }
+};
+
+}  // namespace
+
+InflateResult inflateBounded(std::span<const std::uint8_t> compressed, std::size_t capacity) {
+  // uncompress answers a zero-sized destination with a byte of its own it never reports.
+  if (capacity == 0) return inflateMember(compressed, 0);
+  InflateResult result;
+  InflateStream inflater;
+  if (inflater.status != Z_OK) {
+    result.status = inflater.status;
+    return result;
+  }
+  // The loop is uncompress's own, but the destination is handed over as it grows: zlib
+  // keeps its window apart from the output, so the buffer may move between calls.
+  z_stream& s = inflater.stream;
+  Bytef dummy = 0;
+  const Bytef* input = compressed.empty() ? &dummy : compressed.data();
+  std::size_t inputLeft = compressed.size();
+  std::size_t given = 0;  // bytes of the destination handed to zlib so far
+  result.buffer.resize(std::min(capacity, std::max(kFirstRoom, compressed.size())));
+  s.next_out = result.buffer.data();
+  s.avail_out = 0;
+  int status = Z_OK;
+  do {
+    if (s.avail_out == 0 && given < capacity) {
+      if (given == result.buffer.size())
+        result.buffer.resize(given > capacity / 2 ? capacity : std::max(given * 2, kFirstRoom));
+      s.next_out = result.buffer.data() + given;
+      s.avail_out = static_cast<uInt>(std::min(result.buffer.size() - given, kMaxZlibCount));
+      given += s.avail_out;
+    }
+    if (s.avail_in == 0) {
+      // zlib reads through a const-less pointer but never writes the input.
+      s.next_in = const_cast<Bytef*>(input);
+      s.avail_in = static_cast<uInt>(std::min(inputLeft, kMaxZlibCount));
+      input += s.avail_in;
+      inputLeft -= s.avail_in;
+    }
+    status = inflate(&s, Z_NO_FLUSH);
+  } while (status == Z_OK);
+  const std::size_t roomLeft = capacity - given + s.avail_out;
+  result.length = given - s.avail_out;
+  result.status = status == Z_STREAM_END                  ? Z_OK
+                  : status == Z_NEED_DICT                 ? Z_DATA_ERROR
+                  : status == Z_BUF_ERROR && roomLeft > 0 ? Z_DATA_ERROR
+                                                          : status;
+  result.buffer.resize(result.length);
   return result;
 }
 

@@ -5,6 +5,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -19,14 +21,50 @@ std::uint64_t compressionBufferSize(std::uint32_t n);
 // game's archives were written.
 std::vector<std::uint8_t> compressMember(std::span<const std::uint8_t> data);
 
+// Bytes in one block of the C heap: grown by realloc, which on the usual systems moves a
+// large block by remapping its pages instead of copying them, and zeroed by calloc, whose
+// pages cost no memory until something is written to them.
+class HeapBytes {
+ public:
+  HeapBytes() = default;
+  // `n` zero bytes; std::bad_alloc when they cannot be had.
+  static HeapBytes zeroed(std::size_t n);
+  // Keeps the first min(n, size()) bytes; the others are unspecified. std::bad_alloc.
+  void resize(std::size_t n);
+
+  std::uint8_t* data() { return data_.get(); }
+  const std::uint8_t* data() const { return data_.get(); }
+  std::size_t size() const { return size_; }
+  const std::uint8_t* begin() const { return data_.get(); }
+  const std::uint8_t* end() const { return data_.get() + size_; }
+  operator std::span<const std::uint8_t>() const { return {data_.get(), size_}; }
+
+ private:
+  struct Free {
+    void operator()(std::uint8_t* p) const { std::free(p); }
+  };
+  std::unique_ptr<std::uint8_t, Free> data_;
+  std::size_t size_ = 0;
+};
+
 struct InflateResult {
-  int status = 0;                   // zlib's result code; 0 (Z_OK) on success
-  std::vector<std::uint8_t> buffer; // the whole destination buffer, zero past what zlib wrote
-  std::size_t length = 0;           // the length zlib reports (on failure, what it produced)
+  int status = 0;           // zlib's result code; 0 (Z_OK) on success
+  HeapBytes buffer;         // see the functions below
+  std::size_t length = 0;   // the length zlib reports (on failure, what it produced)
   bool ok() const { return status == 0; }
 };
 
-// zlib `uncompress` of `compressed` into a zero-filled buffer of exactly `capacity` bytes.
+// zlib `uncompress` of `compressed` into a zero-filled buffer of exactly `capacity` bytes,
+// which is `buffer`: the game's tools use the whole of it whether or not the stream filled
+// it. Only the pages zlib writes (and those a caller reads) become memory, so a member
+// that declares gigabytes and fails at once costs address space, not memory.
+// std::bad_alloc when that much address space cannot be had.
 InflateResult inflateMember(std::span<const std::uint8_t> compressed, std::size_t capacity);
+
+// The same status and length as inflateMember, but `buffer` holds just the `length` bytes
+// zlib wrote and grows as they come: the declared `capacity` only caps it, so garbage that
+// declares gigabytes fails after the few bytes it really inflates to. std::bad_alloc when
+// the real output cannot be held.
+InflateResult inflateBounded(std::span<const std::uint8_t> compressed, std::size_t capacity);
 
 }  // namespace vellmark

@@ -1,0 +1,44 @@
+#include "archive/zlib_member.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include "support/test_support.h"
+
+using namespace vellmark;
+using namespace vellmark::test;
+
+// Inflating into memory that grows gives zlib's uncompress verdict into the whole declared
+// buffer: the same status, length and bytes, at every capacity around the true size.
+TEST(ZlibMember, BoundedInflationGivesUncompressVerdicts) {
+  std::vector<std::uint8_t> large(3 << 20);  // past the first block, so the buffer grows
+  for (std::size_t i = 0; i < large.size(); ++i) large[i] = static_cast<std::uint8_t>(i % 251 ^ i >> 12);
+  auto trailing = zlibCompress({1, 2, 3});
+  trailing.insert(trailing.end(), {9, 9, 9});
+  auto cut = zlibCompress(large);
+  cut.resize(cut.size() / 2);
+  std::vector<std::uint8_t> withDictionary(64);
+  z_stream s{};
+  deflateInit(&s, 6);
+  deflateSetDictionary(&s, reinterpret_cast<const Bytef*>("abc"), 3);
+  s.next_in = reinterpret_cast<Bytef*>(const_cast<char*>("abcabc"));
+  s.avail_in = 6;
+  s.next_out = withDictionary.data();
+  s.avail_out = 64;
+  deflate(&s, Z_FINISH);
+  withDictionary.resize(s.total_out);
+  deflateEnd(&s);
+  const std::pair<std::vector<std::uint8_t>, std::size_t> streams[] = {
+      {zlibCompress(large), large.size()}, {zlibCompress({}), 0}, {trailing, 3}, {cut, large.size()},
+      {withDictionary, 6}, {bytes({0x78, 0x9C, 0xFF, 0xFF, 0xFF}), 100}, {{}, 0}};
+  for (const auto& [stream, size] : streams)
+    for (std::size_t capacity : {std::size_t{0}, size - (size > 0), size, size + 1, size + (5 << 20)}) {
+      const auto whole = inflateMember(stream, capacity);
+      const auto bounded = inflateBounded(stream, capacity);
+      EXPECT_EQ(bounded.status, whole.status) << stream.size() << " into " << capacity;
+      ASSERT_EQ(bounded.length, whole.length) << stream.size() << " into " << capacity;
+      EXPECT_TRUE(std::equal(bounded.buffer.begin(), bounded.buffer.end(), whole.buffer.begin(), whole.buffer.begin() + whole.length));
+      EXPECT_EQ(bounded.buffer.size(), bounded.length);
+      EXPECT_EQ(std::count(whole.buffer.begin() + whole.length, whole.buffer.end(), 0), capacity - whole.length);
+    }
+}
