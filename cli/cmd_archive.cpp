@@ -8,6 +8,7 @@
 #include "base/ordered_parallel.h"
 #include "cli/commands.h"
 #include "cli/progress.h"
+#include "tools/archive_file.h"
 #include "tools/archive_folder.h"
 
 namespace vellmark::cli {
@@ -20,9 +21,7 @@ struct ListArgs {
 };
 
 int runList(ProgramHost& host, const ListArgs& a) {
-  const auto archive = readInput(a.archive);
-  const auto directory = openCourseArchive(archive);
-  const auto listing = listArchive(archive, directory);
+  const auto listing = listArchiveFile(InputFile(a.archive));
   host.print(a.json ? listingJson(listing) : listingTable(listing));
   return 0;
 }
@@ -33,8 +32,7 @@ struct UnpackArgs {
 };
 
 int runUnpack(ProgramHost& host, const UnpackArgs& a) {
-  const auto archive = readInput(a.archive);
-  const UnpackReport report = unpackArchive(host, archive, a.folder, a.convert);
+  const UnpackReport report = unpackArchive(host, InputFile(a.archive), a.folder, a.convert);
   for (const auto& line : report.problems) host.printError("vellmark: " + line + "\n");
   host.print("members: " + std::to_string(report.written) + " written, " + std::to_string(report.converted) +
              " converted, " + std::to_string(report.refused) + " refused, " + std::to_string(report.failed) +

@@ -41,18 +41,24 @@ std::uint64_t describedArchiveSize(const ArchiveHeader& header) {
   return std::uint64_t{header.directoryOffset} + std::uint64_t{header.recordCount} * kArchiveRecordSize;
 }
 
-ArchiveDirectory readArchiveDirectory(Bytes archive) {
-  ArchiveDirectory directory;
-  directory.header = readArchiveHeader(archive);
-  const auto& header = directory.header;
+ByteRange archiveDirectoryRange(const ArchiveHeader& header, std::uint64_t archiveSize) {
   const std::uint64_t end = describedArchiveSize(header);
-  if (header.directoryOffset < kArchiveHeaderSize || end > archive.size())
+  if (header.directoryOffset < kArchiveHeaderSize || end > archiveSize)
     fail(ErrorKind::Corrupt, "course archive directory of " + std::to_string(header.recordCount) +
                                  " records at offset " + std::to_string(header.directoryOffset) +
-                                 " does not lie inside the " + std::to_string(archive.size()) + "-byte archive");
+                                 " does not lie inside the " + std::to_string(archiveSize) + "-byte archive");
+  return {header.directoryOffset, end - header.directoryOffset};
+}
+
+ArchiveDirectory readArchiveDirectory(const ArchiveHeader& header, Bytes directoryBytes, std::uint64_t archiveSize) {
+  if (directoryBytes.size() != archiveDirectoryRange(header, archiveSize).size)
+    fail(ErrorKind::Argument, "course archive directory of " + std::to_string(header.recordCount) + " records given " +
+                                  std::to_string(directoryBytes.size()) + " bytes");
+  ArchiveDirectory directory;
+  directory.header = header;
   directory.records.reserve(header.recordCount);
   for (std::uint32_t i = 0; i < header.recordCount; ++i) {
-    ByteReader reader(archive.subspan(header.directoryOffset + std::size_t{i} * kArchiveRecordSize, kArchiveRecordSize),
+    ByteReader reader(directoryBytes.subspan(std::size_t{i} * kArchiveRecordSize, kArchiveRecordSize),
                       "course archive record");
     reader.skip(4);
     Bytes nameField = reader.take(kArchiveNameFieldSize);
@@ -63,14 +69,20 @@ ArchiveDirectory readArchiveDirectory(Bytes archive) {
     record.compressedSize = reader.u32();
     record.uncompressedSize = reader.u32();
     record.storageKind = reader.u32();
-    if (!rangeFits(record.dataOffset, record.compressedSize, archive.size()))
+    if (!rangeFits(record.dataOffset, record.compressedSize, archiveSize))
       fail(ErrorKind::Corrupt, "course archive record " + std::to_string(i) + " ('" + record.name + "') points at " +
                                    std::to_string(record.compressedSize) + " bytes at offset " +
                                    std::to_string(record.dataOffset) + ", outside the " +
-                                   std::to_string(archive.size()) + "-byte archive");
+                                   std::to_string(archiveSize) + "-byte archive");
     directory.records.push_back(std::move(record));
   }
   return directory;
+}
+
+ArchiveDirectory readArchiveDirectory(Bytes archive) {
+  const ArchiveHeader header = readArchiveHeader(archive);
+  const ByteRange range = archiveDirectoryRange(header, archive.size());
+  return readArchiveDirectory(header, archive.subspan(range.offset, range.size), archive.size());
 }
 
 Bytes memberData(Bytes archive, const ArchiveRecord& record) {

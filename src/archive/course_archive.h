@@ -48,6 +48,16 @@ ArchiveHeader readArchiveHeader(Bytes archive);
 // member data lies outside it raises Error(Corrupt), so no caller can read outside.
 ArchiveDirectory readArchiveDirectory(Bytes archive);
 
+// The same for an archive that is not in memory: `archiveSize` is its length, and
+// `directory` the bytes archiveDirectoryRange(header, archiveSize) locates. The records are
+// checked against `archiveSize`, so the same archive gives the same records and errors.
+struct ByteRange {
+  std::uint64_t offset = 0;
+  std::uint64_t size = 0;
+};
+ByteRange archiveDirectoryRange(const ArchiveHeader& header, std::uint64_t archiveSize);
+ArchiveDirectory readArchiveDirectory(const ArchiveHeader& header, Bytes directory, std::uint64_t archiveSize);
+
 // The compressed bytes of one member; the record must have come from readArchiveDirectory
 // of the same archive (checked again here).
 Bytes memberData(Bytes archive, const ArchiveRecord& record);

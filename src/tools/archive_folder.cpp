@@ -8,6 +8,7 @@
 #include "archive/archive_pack.h"
 #include "base/file_io.h"
 #include "base/ordered_parallel.h"
+#include "tools/archive_file.h"
 #include "btc/btc_file.h"
 #include "tools/messages.h"
 
@@ -54,16 +55,19 @@ Bytes textBytes(const std::string& text) { return {reinterpret_cast<const std::u
 
 }  // namespace
 
-UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder, bool convert) {
-  const ArchiveUnpacker unpacker(archive, convert);
+namespace {
+
+// The writing half of both unpacks; `memberAt` decides member i in memory.
+UnpackReport writeMembers(Host& host, std::size_t count, const std::function<UnpackedMember(std::size_t)>& memberAt,
+                          const std::string& folder) {
   const fs::path out(folder);
   std::error_code ec;
   fs::create_directories(out, ec);
   if (!fs::is_directory(out)) fail(ErrorKind::Io, "cannot make the output folder '" + folder + "'");
 
   UnpackReport report;
-  for (std::size_t i = 0; i < unpacker.memberCount(); ++i) {
-    const UnpackedMember m = unpacker.member(i);
+  for (std::size_t i = 0; i < count; ++i) {
+    const UnpackedMember m = memberAt(i);
     if (m.status == UnpackedMember::Status::Refused) {
       ++report.refused;
       report.problems.push_back(memberLabel(m) + " refused: " + m.problem);
@@ -96,6 +100,21 @@ UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder,
     }
   }
   return report;
+}
+
+}  // namespace
+
+UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder, bool convert) {
+  const ArchiveUnpacker unpacker(archive, convert);
+  return writeMembers(host, unpacker.memberCount(), [&](std::size_t i) { return unpacker.member(i); }, folder);
+}
+
+UnpackReport unpackArchive(Host& host, const InputFile& archive, const std::string& folder, bool convert) {
+  const ArchiveUnpacker unpacker(readCourseArchiveDirectory(archive), convert);
+  return writeMembers(
+      host, unpacker.memberCount(),
+      [&](std::size_t i) { return unpacker.member(i, readMemberData(archive, unpacker.directory().records[i])); },
+      folder);
 }
 
 PackReport packFolder(const std::string& folder, const std::string& archivePath, const PackOptions& options) {

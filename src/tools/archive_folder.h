@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/host.h"
+#include "base/input_file.h"
 #include "base/byte_reader.h"
 
 namespace vellmark {
@@ -30,6 +31,9 @@ struct UnpackReport {
 // openCourseArchive for an archive whose directory cannot be read (nothing is written
 // then), Error(Io) when the folder cannot be made.
 UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder, bool convert);
+// The same for an archive on disk, read one member at a time: memory holds about one member
+// (compressed and inflated), whatever the archive's size.
+UnpackReport unpackArchive(Host& host, const InputFile& archive, const std::string& folder, bool convert);
 
 struct PackReport {
   std::size_t members = 0;

@@ -1,0 +1,46 @@
+#include "tools/archive_file.h"
+
+#include <algorithm>
+
+namespace vellmark {
+
+namespace {
+
+// Enough of a member to settle its kind in nearly every case; the rest is read only when
+// a stream needs more (long runs of empty blocks).
+constexpr std::size_t kProbePiece = 4096;
+
+}  // namespace
+
+ArchiveDirectory readCourseArchiveDirectory(const InputFile& archive) {
+  const auto start = archive.readAt(0, static_cast<std::size_t>(std::min<std::uint64_t>(archive.size(), kArchiveHeaderSize)));
+  const ArchiveHeader header = openCourseArchiveHeader(start);
+  const ByteRange range = archiveDirectoryRange(header, archive.size());
+  return readArchiveDirectory(header, archive.readAt(range.offset, static_cast<std::size_t>(range.size)), archive.size());
+}
+
+std::vector<std::uint8_t> readMemberData(const InputFile& archive, const ArchiveRecord& record) {
+  return archive.readAt(record.dataOffset, record.compressedSize);
+}
+
+std::vector<MemberListing> listArchiveFile(const InputFile& archive) {
+  const ArchiveDirectory directory = readCourseArchiveDirectory(archive);
+  std::vector<MemberListing> lines;
+  lines.reserve(directory.records.size());
+  for (std::size_t i = 0; i < directory.records.size(); ++i) {
+    MemberListing line;
+    line.index = i;
+    line.record = directory.records[i];
+    MemberKindProbe probe;
+    for (std::uint32_t done = 0; done < line.record.compressedSize;) {
+      const auto piece = std::min<std::uint32_t>(kProbePiece, line.record.compressedSize - done);
+      if (probe.feed(archive.readAt(std::uint64_t{line.record.dataOffset} + done, piece))) break;
+      done += piece;
+    }
+    line.kind = probe.kind();
+    lines.push_back(std::move(line));
+  }
+  return lines;
+}
+
+}  // namespace vellmark
