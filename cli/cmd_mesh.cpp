@@ -3,6 +3,7 @@
 
 #include "cli/commands.h"
 #include "cli/output_paths.h"
+#include "base/input_file.h"
 #include "base/paths.h"
 #include "tools/mesh_layer.h"
 #include "tools/messages.h"
@@ -25,6 +26,8 @@ std::string modelFolder(const std::string& mesh) {
 int runMesh(ProgramHost& host, const MeshArgs& a) {
   // The tool puts the mesh's name part, separator included, right behind the folder.
   const std::string mesh = toolPath(a.mesh);
+  // A folder, FIFO or device is a usage error, not a mesh the tool failed to load.
+  (void)InputFile(a.mesh);
   const std::string folder = prepareOutputFolder(a.outputDir);
   const MeshOutputNames names = meshOutputNames(mesh, folder);
   const auto xyzBefore = stampOf(names.xyz), mapBefore = stampOf(names.map);
