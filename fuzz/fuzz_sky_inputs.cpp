@@ -16,13 +16,20 @@
 
 namespace {
 
+// Removed when the process ends.
+struct Scratch {
+  std::filesystem::path dir =
+      std::filesystem::temp_directory_path() / ("vellmark-fuzz-sky-" + std::to_string(std::random_device{}()));
+  Scratch() { std::filesystem::create_directories(dir); }
+  ~Scratch() {
+    std::error_code ec;
+    std::filesystem::remove_all(dir, ec);
+  }
+};
+
 const std::filesystem::path& scratch() {
-  static const std::filesystem::path dir = [] {
-    auto path = std::filesystem::temp_directory_path() / ("vellmark-fuzz-sky-" + std::to_string(std::random_device{}()));
-    std::filesystem::create_directories(path);
-    return path;
-  }();
-  return dir;
+  static const Scratch s;
+  return s.dir;
 }
 
 }  // namespace

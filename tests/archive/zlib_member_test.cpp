@@ -1,7 +1,6 @@
 #include "archive/zlib_member.h"
 
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include "support/test_support.h"
 
@@ -17,20 +16,9 @@ TEST(ZlibMember, BoundedInflationGivesUncompressVerdicts) {
   trailing.insert(trailing.end(), {9, 9, 9});
   auto cut = zlibCompress(large);
   cut.resize(cut.size() / 2);
-  std::vector<std::uint8_t> withDictionary(64);
-  z_stream s{};
-  deflateInit(&s, 6);
-  deflateSetDictionary(&s, reinterpret_cast<const Bytef*>("abc"), 3);
-  s.next_in = reinterpret_cast<Bytef*>(const_cast<char*>("abcabc"));
-  s.avail_in = 6;
-  s.next_out = withDictionary.data();
-  s.avail_out = 64;
-  deflate(&s, Z_FINISH);
-  withDictionary.resize(s.total_out);
-  deflateEnd(&s);
   const std::pair<std::vector<std::uint8_t>, std::size_t> streams[] = {
       {zlibCompress(large), large.size()}, {zlibCompress({}), 0}, {trailing, 3}, {cut, large.size()},
-      {withDictionary, 6}, {bytes({0x78, 0x9C, 0xFF, 0xFF, 0xFF}), 100}, {{}, 0}};
+      {bytes({0x78, 0xBB, 0, 0, 0, 1}), 6} /* wants a dictionary */, {bytes({0x78, 0x9C, 0xFF, 0xFF, 0xFF}), 100}, {{}, 0}};
   for (const auto& [stream, size] : streams)
     for (std::size_t capacity : {std::size_t{0}, size - (size > 0), size, size + 1, size + (5 << 20)}) {
       const auto whole = inflateMember(stream, capacity);
