@@ -123,14 +123,23 @@ class WorkingFolder {
   fs::path previous_;
 };
 
+// The tool skips a resource whose name cannot be a file name and says why; the program
+// fails for it as for a file it could not write.
+void throwOnRefusedNames(std::size_t refused, const std::string& input) {
+  if (refused)
+    throw OutputError("'" + input + "': " + std::to_string(refused) +
+                      (refused == 1 ? " resource refused for its name" : " resources refused for their names"));
+}
+
 int runXprToTga(ProgramHost& host, const ImageArgs& a) {
   if (a.outputDir.empty()) {
     const auto [in, base] = singlePair(a, "xpr2tga");
     const fs::path folder = fs::path(base).parent_path();
     if (!folder.empty()) prepareOutputFolder(folder.string());
     (void)readInput(in);
-    xprToTga(host, in, base);
+    const std::size_t refused = xprToTga(host, in, base);
     throwOnErrorBox(host, in);
+    throwOnRefusedNames(refused, in);
     return 0;
   }
   const std::string folder = prepareOutputFolder(a.outputDir);
@@ -143,7 +152,7 @@ int runXprToTga(ProgramHost& host, const ImageArgs& a) {
     if (a.noClobber && stampOf(stemOf(item.input) + ".tga"))
       throw OutputError("'" + stemOf(item.input) + ".tga' exists in '" + a.outputDir + "' and --no-clobber is given");
     (void)readInput(in);
-    xprToTga(h, in, stemOf(item.input));
+    throwOnRefusedNames(xprToTga(h, in, stemOf(item.input)), item.input);
   });
 }
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstdio>
 #include <limits>
 #include <new>
@@ -19,21 +18,6 @@ namespace {
 // Enough of the inflated member for every test of classifyMember ("JFIF" at offset 6 is
 // the furthest one).
 constexpr std::size_t kKindPrefix = 16;
-
-std::string upper(std::string_view s) {
-  std::string out(s);
-  for (auto& c : out) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return out;
-}
-
-bool isDeviceName(std::string_view name) {
-  const std::string stem = upper(name.substr(0, name.find('.')));
-  static const char* const kDevices[] = {"CON", "PRN", "AUX", "NUL", "CONIN$", "CONOUT$"};
-  for (const char* d : kDevices)
-    if (stem == d) return true;
-  return stem.size() == 4 && (stem.starts_with("COM") || stem.starts_with("LPT")) && stem[3] >= '0' &&
-         stem[3] <= '9';
-}
 
 // `result` comes from inflating into one byte more than the recorded size, so that a
 // member that goes on past its size tells itself apart from one whose stream is cut.
@@ -116,23 +100,6 @@ std::vector<MemberListing> listArchive(Bytes archive, const ArchiveDirectory& di
   return lines;
 }
 
-std::optional<std::string> memberNameProblem(std::string_view name) {
-  if (name.empty()) return "the name is empty";
-  if (name == "." || name.find("..") != std::string_view::npos) return "the name contains \"..\"";
-  for (unsigned char c : name) {
-    if (c < 0x20 || c == 0x7F) return "the name contains a control character";
-    if (c == '/' || c == '\\') return "the name contains a path separator";
-  }
-  if (name.size() >= 2 && std::isalpha(static_cast<unsigned char>(name[0])) && name[1] == ':')
-    return "the name begins with a drive letter";
-  if (name.find(':') != std::string_view::npos) return "the name contains ':'";
-  if (name.find_first_of("<>\"|?*") != std::string_view::npos)
-    return "the name contains one of < > \" | ? *, which Windows does not allow";
-  if (name.back() == '.' || name.back() == ' ') return "the name ends in a dot or a blank";
-  if (isDeviceName(name)) return "the name is a Windows device name";
-  return std::nullopt;
-}
-
 ArchiveUnpacker::ArchiveUnpacker(Bytes archive, bool convert) : ArchiveUnpacker(openCourseArchive(archive), convert) {
   archive_ = archive;
 }
@@ -144,8 +111,10 @@ ArchiveUnpacker::ArchiveUnpacker(ArchiveDirectory directory, bool convert)
     const std::string& name = directory_.records[i].name;
     if (auto problem = memberNameProblem(name)) {
       refusals_.push_back(*problem);
-    } else if (!usableNames_.insert(name).second) {
-      refusals_.push_back("an earlier member has the same name");
+    } else if (auto earlier = usableNames_.insert(name)) {
+      refusals_.push_back(*earlier == name ? std::string("an earlier member has the same name")
+                                           : "an earlier member is named '" + printableName(*earlier) +
+                                                 "', the same name but for case");
     } else {
       refusals_.emplace_back();
     }
@@ -191,8 +160,8 @@ UnpackedMember ArchiveUnpacker::member(std::size_t index, Bytes compressed) cons
 
   auto derived = [&](const char* suffix) -> std::optional<std::string> {
     std::string name = record.name + suffix;
-    if (usableNames_.count(name)) {
-      out.conversionProblem = "its converted file '" + name + "' would overwrite the member of that name";
+    if (usableNames_.contains(name)) {
+      out.conversionProblem = "its converted file '" + printableName(name) + "' would overwrite the member of that name";
       return std::nullopt;
     }
     return name;

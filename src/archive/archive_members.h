@@ -7,13 +7,13 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "archive/member_kind.h"
 #include "base/byte_reader.h"
+#include "base/file_names.h"
 #include "archive/course_archive.h"
 #include "archive/zlib_member.h"
 
@@ -60,13 +60,15 @@ class MemberKindProbe {
   std::unique_ptr<State> state_;
 };
 
-// Why a member name cannot be a file name inside the output folder, or nullopt when it
-// can. Refused: empty names, "." and anything containing "..", either path separator, a
-// drive letter or any ':' (alternate data streams), control characters, the characters
-// Windows does not allow in names (< > " | ? *), a trailing dot or blank, and the Windows
-// device names (CON, NUL, COM1, ... with or without an extension). The same rules hold on
-// every platform, so an archive unpacks to the same files everywhere.
-std::optional<std::string> memberNameProblem(std::string_view name);
+// Longest member name a course archive is packed with (the 32-byte field keeps its NUL).
+// Unpacking takes no longer names either, so that whatever it writes packs again.
+inline constexpr std::size_t kMaxMemberNameBytes = kArchiveNameFieldSize - 1;
+
+// Why a member name cannot be a file name inside the output folder (fileNameProblem with the
+// archive's length), or nullopt when it can.
+inline std::optional<std::string> memberNameProblem(std::string_view name) {
+  return fileNameProblem(name, kMaxMemberNameBytes);
+}
 
 // zlib cannot expand data by more than 1032:1; a record claiming more is refused before
 // anything is allocated for it.
@@ -93,7 +95,7 @@ struct UnpackedMember {
 };
 
 // Plans an unpack: reads the directory (as openCourseArchive, so the same errors), checks
-// every name, refuses a name already used by an earlier record, and inflates members one
+// every name, refuses a name an earlier record has in any case, and inflates members one
 // at a time on request. The archive bytes must outlive the unpacker. Built from a directory
 // alone, it is handed each member's compressed bytes instead, so that an archive on disk
 // is read one member at a time.
@@ -118,7 +120,7 @@ class ArchiveUnpacker {
   bool convert_;
   ArchiveDirectory directory_;
   std::vector<std::string> refusals_;  // per record; empty when the name is usable
-  std::set<std::string> usableNames_;
+  FileNameSet usableNames_;
 };
 
 }  // namespace vellmark

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <limits>
 
+#include "base/file_names.h"
+
 namespace vellmark {
 
 namespace {
@@ -70,7 +72,7 @@ ArchiveDirectory readArchiveDirectory(const ArchiveHeader& header, Bytes directo
     record.uncompressedSize = reader.u32();
     record.storageKind = reader.u32();
     if (!rangeFits(record.dataOffset, record.compressedSize, archiveSize))
-      fail(ErrorKind::Corrupt, "course archive record " + std::to_string(i) + " ('" + record.name + "') points at " +
+      fail(ErrorKind::Corrupt, "course archive record " + std::to_string(i) + " ('" + printableName(record.name) + "') points at " +
                                    std::to_string(record.compressedSize) + " bytes at offset " +
                                    std::to_string(record.dataOffset) + ", outside the " +
                                    std::to_string(archiveSize) + "-byte archive");
@@ -87,7 +89,7 @@ ArchiveDirectory readArchiveDirectory(Bytes archive) {
 
 Bytes memberData(Bytes archive, const ArchiveRecord& record) {
   if (!rangeFits(record.dataOffset, record.compressedSize, archive.size()))
-    fail(ErrorKind::Corrupt, "course archive member '" + record.name + "' lies outside the archive");
+    fail(ErrorKind::Corrupt, "course archive member '" + printableName(record.name) + "' lies outside the archive");
   return archive.subspan(record.dataOffset, record.compressedSize);
 }
 

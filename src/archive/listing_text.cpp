@@ -4,23 +4,11 @@
 #include <array>
 #include <cstdio>
 
+#include "base/file_names.h"
+
 namespace vellmark {
 
 namespace {
-
-std::string printableName(const std::string& name) {
-  std::string out;
-  for (unsigned char c : name) {
-    if (c >= 0x20 && c < 0x7F && c != '\\') {
-      out += static_cast<char>(c);
-    } else {
-      char hex[8];
-      std::snprintf(hex, sizeof hex, "\\x%02X", c);
-      out += hex;
-    }
-  }
-  return out;
-}
 
 std::string jsonString(const std::string& text) {
   std::string out = "\"";

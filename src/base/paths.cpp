@@ -1,6 +1,7 @@
 #include "base/paths.h"
 
 #include "base/error.h"
+#include "base/file_names.h"
 
 namespace vellmark {
 
@@ -22,7 +23,7 @@ std::string stripFromLast(const std::string& name, const std::string& extension)
 std::string extensionFromLastDot(const std::string& name, const char* what) {
   auto pos = name.rfind('.');
   if (pos == std::string::npos)
-    fail(ErrorKind::Argument, std::string("invalid string position: ") + what + " '" + name + "' has no '.'");
+    fail(ErrorKind::Argument, std::string("invalid string position: ") + what + " '" + printableName(name) + "' has no '.'");
   return name.substr(pos);
 }
 

@@ -25,7 +25,8 @@ std::string namePart(const std::string& path, const char* what);
 std::string stripFromLast(const std::string& name, const std::string& extension);
 
 // The part of `name` from its last '.', which must exist: a name without '.' raises
-// Error(Argument) "invalid string position: ..." naming `what`.
+// Error(Argument) "invalid string position: ..." naming `what` and the name (escaped: names
+// come from data).
 std::string extensionFromLastDot(const std::string& name, const char* what);
 
 }  // namespace vellmark

@@ -7,6 +7,7 @@
 #include "archive/archive_members.h"
 #include "archive/archive_pack.h"
 #include "base/file_io.h"
+#include "base/file_names.h"
 #include "base/ordered_parallel.h"
 #include "tools/archive_file.h"
 #include "btc/btc_file.h"
@@ -18,7 +19,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string memberLabel(const UnpackedMember& m) { return "member " + std::to_string(m.index) + " '" + m.name + "'"; }
+std::string memberLabel(const UnpackedMember& m) { return "member " + std::to_string(m.index) + " '" + printableName(m.name) + "'"; }
 
 // Writes one file of the unpack, refusing to follow a symbolic link that is already there
 // (it could point anywhere).
@@ -26,8 +27,8 @@ std::optional<std::string> writeInside(const fs::path& folder, const std::string
   const fs::path target = folder / name;
   std::error_code ec;
   if (fs::is_symlink(fs::symlink_status(target, ec)))
-    return "'" + name + "' is a symbolic link in the output folder; not written through it";
-  if (!writeWholeFile(target.string(), data)) return "cannot write '" + target.string() + "'";
+    return "'" + printableName(name) + "' is a symbolic link in the output folder; not written through it";
+  if (!writeWholeFile(target.string(), data)) return "cannot write '" + printableName(target.string()) + "'";
   return std::nullopt;
 }
 
@@ -37,7 +38,7 @@ std::optional<std::string> convertBtc(Host& host, const fs::path& folder, const 
   const fs::path target = folder / name;
   std::error_code ec;
   if (fs::is_symlink(fs::symlink_status(target, ec)))
-    return "'" + name + "' is a symbolic link in the output folder; not written through it";
+    return "'" + printableName(name) + "' is a symbolic link in the output folder; not written through it";
   fs::remove(target, ec);  // so that a file of an earlier run does not pass for this one's
   std::vector<std::uint8_t> image;
   try {
@@ -45,9 +46,9 @@ std::optional<std::string> convertBtc(Host& host, const fs::path& folder, const 
   } catch (const Error& e) {
     if (e.kind() == ErrorKind::Unsupported) return std::string(e.what());
     host.messageBox(messages::kInvalidBtcCaption, messages::kInvalidBtcText);
-    return "BTC2TGA made no '" + name + "'";
+    return "BTC2TGA made no '" + printableName(name) + "'";
   }
-  if (!writeWholeFile(target.string(), image)) return "BTC2TGA made no '" + name + "'";
+  if (!writeWholeFile(target.string(), image)) return "BTC2TGA made no '" + printableName(name) + "'";
   return std::nullopt;
 }
 

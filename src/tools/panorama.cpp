@@ -3,6 +3,7 @@
 #include "archive/course_archive.h"
 #include "archive/zlib_member.h"
 #include "base/file_io.h"
+#include "base/file_names.h"
 #include "base/paths.h"
 
 namespace vellmark {
@@ -13,15 +14,13 @@ namespace {
 // that would be mostly bytes zlib never wrote.
 constexpr std::uint64_t kMaxInflateRatio = 1032;
 
-bool containsSeparator(const std::string& name) { return name.find_first_of("/\\") != std::string::npos; }
-
 }  // namespace
 
 void buildPanoramaFiles(Bytes archive, const std::function<void(const std::string& name, Bytes file)>& emit) {
   const ArchiveDirectory directory = readArchiveDirectory(archive);
   TileStore store;
   for (const ArchiveRecord& record : directory.records) {
-    const std::string what = "course archive member '" + record.name + "'";
+    const std::string what = "course archive member '" + printableName(record.name) + "'";
     const std::string extension = extensionFromLastDot(record.name, "course archive member name");
     if (record.uncompressedSize > std::uint64_t{record.compressedSize} * kMaxInflateRatio + 64)
       fail(ErrorKind::Corrupt, what + " declares " + std::to_string(record.uncompressedSize) + " bytes, more than its " +
@@ -31,9 +30,10 @@ void buildPanoramaFiles(Bytes archive, const std::function<void(const std::strin
     const Bytes data = member.buffer;
 
     if (extension == ".btc" && record.name.find("sky") != std::string::npos) {
-      if (containsSeparator(record.name))
-        fail(ErrorKind::Unsupported, what + ": a name with a path separator would be written outside the output folder");
-      emit(stripFromLast(record.name, ".btc") + ".tga", buildSkyPanorama(data, store, what));
+      const std::string name = stripFromLast(record.name, ".btc") + ".tga";
+      if (auto problem = fileNameProblem(name))
+        fail(ErrorKind::Unsupported, what + ": its image '" + printableName(name) + "' cannot be written: " + *problem);
+      emit(name, buildSkyPanorama(data, store, what));
     } else if (extension == ".prv") {
       emit(kPanoramaPreviewFileName, data);
     } else {

@@ -6,6 +6,7 @@
 
 #include "base/error.h"
 #include "base/file_io.h"
+#include "base/file_names.h"
 #include "base/tga.h"
 #include "tools/messages.h"
 #include "xbox/xbox_format.h"
@@ -17,13 +18,25 @@ using namespace xbox;
 
 namespace {
 
-void convertTexture(Host& host, const XprBundle& bundle, const TextureHeader& header, const std::string& baseName,
-                    std::uint32_t index) {
+// A name taken from the bundle that cannot be a file name in the output folder: the
+// resource is skipped, as a texture of an unconvertible format is, but counted as an error.
+bool refusedName(Host& host, std::uint32_t index, const std::string& name) {
+  const auto problem = fileNameProblem(name);
+  if (problem)
+    host.printError("   " + std::to_string(index) + ": file name '" + printableName(name) + "' refused: " + *problem +
+                    "; skipped\n");
+  return problem.has_value();
+}
+
+// `baseFromBundle`: the base name is a cube's own name, checked face by face before its
+// file is made (a face read from the packed tail has a longer name than the others).
+bool convertTexture(Host& host, const XprBundle& bundle, const TextureHeader& header, const std::string& baseName,
+                    std::uint32_t index, bool baseFromBundle, const XprFileSink& sink) {
   const std::uint32_t format = header.format();
   if (!canConvertXprFormat(format)) {
     host.printError("   " + std::to_string(index) + ": texture format " + gpuFormatName(format & 0x3F) +
                     " cannot be converted; skipped\n");
-    return;
+    return true;
   }
   const std::uint32_t faces = header.cube() ? 6 : 1;
   const std::uint32_t levels = header.levelCount();
@@ -34,11 +47,13 @@ void convertTexture(Host& host, const XprBundle& bundle, const TextureHeader& he
       XprLevelImage image = convertXprTextureLevel(bundle, header, face, level);
       const std::string name = baseName + (faces == 6 ? kCubeFaceNames[face] : "") +
                                (image.inMipTail ? kMipTailSuffix : "") + ".tga";
+      if (baseFromBundle && refusedName(host, index, name)) return false;
       const auto tgaHeader = makeTgaHeader(static_cast<std::uint16_t>(image.width),
                                            static_cast<std::uint16_t>(image.height), kXprTgaDescriptor);
-      (void)writeWholeFile(name, {tgaHeader, image.pixels});
+      sink(name, {tgaHeader, image.pixels});
     }
   }
+  return true;
 }
 
 std::string hex(std::uint32_t v) {
@@ -68,24 +83,45 @@ std::optional<XprBundle> loadXprBundle(Host& host, const std::string& path) {
 
 }  // namespace
 
-void xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName) {
+std::size_t buildXprFiles(Host& host, const XprBundle& bundle, const std::string& textureBaseName,
+                          const XprFileSink& sink) {
+  std::size_t refused = 0;
+  for (std::uint32_t i = 0; i < bundle.directory.size(); ++i) {
+    const XprResource& r = bundle.directory[i];
+    if (r.type == kXprTypeUser) {
+      const std::string name = xprResourceName(bundle, r) + ".bin";
+      if (refusedName(host, i, name)) {
+        ++refused;
+        continue;
+      }
+      sink(name, {xprUserData(bundle, r)});
+    } else if (r.type == kXprTypeTexture2D) {
+      convertTexture(host, bundle, xprTextureHeader(bundle, r), textureBaseName, i, false, sink);
+    } else if (r.type == kXprTypeCube) {
+      const std::string name = xprResourceName(bundle, r);
+      // Every face is checked before the cube is announced, so a refused cube makes nothing.
+      bool usable = true;
+      for (const char* face : kCubeFaceNames) usable = usable && !refusedName(host, i, name + face + ".tga");
+      if (!usable) {
+        ++refused;
+        continue;
+      }
+      host.print("   " + std::to_string(i) + ": " + name + " (Cubemap)\n");
+      if (!convertTexture(host, bundle, xprTextureHeader(bundle, r), name, i, true, sink)) ++refused;
+    }
+  }
+  return refused;
+}
+
+std::size_t xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName) {
   const auto bundle = loadXprBundle(host, xprPath);
   if (!bundle) {
     host.messageBox(messages::kXprErrorCaption, messages::kXprErrorText);
-    return;
+    return 0;
   }
-  for (std::uint32_t i = 0; i < bundle->directory.size(); ++i) {
-    const XprResource& r = bundle->directory[i];
-    if (r.type == kXprTypeUser) {
-      (void)writeWholeFile(xprResourceName(*bundle, r) + ".bin", xprUserData(*bundle, r));
-    } else if (r.type == kXprTypeTexture2D) {
-      convertTexture(host, *bundle, xprTextureHeader(*bundle, r), textureBaseName, i);
-    } else if (r.type == kXprTypeCube) {
-      const std::string name = xprResourceName(*bundle, r);
-      host.print("   " + std::to_string(i) + ": " + name + " (Cubemap)\n");
-      convertTexture(host, *bundle, xprTextureHeader(*bundle, r), name, i);
-    }
-  }
+  return buildXprFiles(host, *bundle, textureBaseName, [](const std::string& name, std::initializer_list<Bytes> pieces) {
+    (void)writeWholeFile(name, pieces);
+  });
 }
 
 }  // namespace vellmark

@@ -3,9 +3,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <initializer_list>
 #include <string>
 
+#include "base/byte_reader.h"
 #include "base/host.h"
+#include "xbox/xpr_bundle.h"
 
 namespace vellmark {
 
@@ -13,9 +17,22 @@ inline constexpr std::uint8_t kXprTgaDescriptor = 0x28;  // 8 alpha bits, top ro
 inline constexpr char kMipTailSuffix[] = "_miptail";
 inline constexpr const char* kCubeFaceNames[6] = {"XP", "XN", "YP", "YN", "ZP", "ZN"};
 
-// The whole tool: loads `xprPath`, writes NAME.bin for user data, BASE.tga (or
-// BASE_miptail.tga) for 2-D textures and CUBE<face>.tga for cube textures. A bundle that
-// cannot be loaded shows "XPR Object Creation Error" after its printed line.
-void xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName);
+// One file of the tool's making: its name and its bytes, in pieces (TGA header, pixels).
+using XprFileSink = std::function<void(const std::string& name, std::initializer_list<Bytes> pieces)>;
+
+// Everything the tool makes of a loaded bundle, in directory order: NAME.bin for user data,
+// BASE.tga (or BASE_miptail.tga) for 2-D textures, CUBE<face>.tga (or with "_miptail") for
+// cube textures. The names taken from the bundle must pass fileNameProblem; a resource whose
+// name does not is skipped with a line on printError naming it (escaped), and counted in the
+// result. BASE comes from the caller and is used as given. Raises Error as the converter
+// does (files of earlier resources stay emitted).
+std::size_t buildXprFiles(Host& host, const XprBundle& bundle, const std::string& textureBaseName,
+                          const XprFileSink& sink);
+
+// The whole tool: loads `xprPath` and writes the files of buildXprFiles by their names (in
+// the current folder unless BASE has one). A bundle that cannot be loaded shows "XPR Object
+// Creation Error" after its printed line. Returns the number of resources refused for their
+// names.
+std::size_t xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName);
 
 }  // namespace vellmark

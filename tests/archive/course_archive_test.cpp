@@ -88,14 +88,6 @@ TEST(CourseArchive, RecordsPointingOutsideAreRejected) {
   EXPECT_THROW(readArchiveDirectory(empty), Error);
 }
 
-TEST(ArchiveNames, RefusesEveryNameThatCouldLeaveTheFolder) {
-  for (const char* name : {"", ".", "..", "a..b", "../up", "/etc/passwd", "sub\\x", "C:evil", "bell\x07", "del\x7F", "trailing.",
-                           "trailing ", "prn", "AUX.x", "CONIN$", "com0", "LPT9.dat", "a|b", "a?b", "a*b", "a<b", "a>b", "a\"b"})
-    EXPECT_TRUE(memberNameProblem(name)) << '"' << name << '"';
-  for (const char* name : {"_s_k_y_94.tga", "a b.tga", ".hidden", "CONSOLE.txt", "com10", "\xE9t\xE9.wav", "a.b.c", " x"})
-    EXPECT_FALSE(memberNameProblem(name)) << name;
-}
-
 TEST(ArchiveUnpacker, DecidesEveryMemberInMemory) {
   auto cut = compressMember(text("this stream is cut"));
   cut.resize(cut.size() - 3);

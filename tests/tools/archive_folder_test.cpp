@@ -126,3 +126,23 @@ TEST(ArchiveFolder, PackTakesSortedRegularFilesOrTheOrderFilesNamesOnly) {
   EXPECT_EQ(filesIn(dir.path()), (Names{"in", "in/C.jpg", "in/a.tga", "in/b.wav", "in/empty", "in/link", "in/self.arc",
                                         "in/subfolder", "order.txt", "secret"}));
 }
+
+// Names that are one file on Windows, or that pack would refuse, are refused on every system;
+// messages show names escaped.
+TEST(ArchiveFolder, UnpackRefusesNamesThatClashInCaseOrCannotPackAgain) {
+  ScratchDir dir;
+  const std::string n31(31, 'n'), m31 = "m" + n31.substr(1);
+  auto archive = archiveOf({{"ok.txt", text("1")}, {"OK.TXT", text("2")}, {"esc\x1B[2J", text("3")}, {"\xE9t\xE9.wav", text("4")},
+                            {"\xC9T\xC9.WAV", text("5")}, {n31, text("6")}, {m31, text("7")}});
+  // The last name takes its field's terminating NUL: 32 bytes, which pack would refuse.
+  const auto field = std::search(archive.begin(), archive.end(), m31.begin(), m31.end());
+  ASSERT_NE(field, archive.end());
+  field[31] = 'n';
+  RecordingHost host;
+  const auto report = unpackArchive(host, archive, dir.file("out"), false);
+  EXPECT_EQ(report.problems,
+            (Names{"member 1 'OK.TXT' refused: an earlier member is named 'ok.txt', the same name but for case",
+                   "member 2 'esc\\x1B[2J' refused: the name contains a control character",
+                   "member 6 'm" + n31 + "' refused: the name is 32 bytes long, more than the 31 allowed"}));
+  EXPECT_EQ(filesIn(dir.path() / "out"), (Names{n31, "ok.txt", "\xC9T\xC9.WAV", "\xE9t\xE9.wav"}));
+}

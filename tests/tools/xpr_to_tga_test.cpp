@@ -23,8 +23,24 @@ struct InFolder {
 
 std::map<std::string, std::string> filesIn(const fs::path& dir) {
   std::map<std::string, std::string> out;
-  for (const auto& e : fs::directory_iterator(dir)) out[e.path().filename().string()] = sha256Hex(readFile(e.path()));
+  for (const auto& e : fs::recursive_directory_iterator(dir))
+    if (e.is_regular_file()) out[fs::relative(e.path(), dir).string()] = sha256Hex(readFile(e.path()));
   return out;
+}
+
+void putU32BE(std::vector<std::uint8_t>& file, std::size_t at, std::size_t value) {
+  for (std::size_t i = 0; i < 4; ++i) file[at + i] = static_cast<std::uint8_t>(value >> (24 - 8 * i));
+}
+
+// `file` with resource `index` renamed. The new name goes after the header block, which
+// moves only the data block, and texture addresses are offsets into that.
+std::vector<std::uint8_t> renamed(std::vector<std::uint8_t> file, std::uint32_t index, const std::string& name) {
+  const std::uint32_t headerSize = loadU32BE(&file[4]);
+  const auto end = file.begin() + 12 + headerSize;
+  file.insert(file.insert(end, name.begin(), name.end()) + static_cast<std::ptrdiff_t>(name.size()), 0);
+  putU32BE(file, 4, headerSize + name.size() + 1);
+  putU32BE(file, 16 + 16 * index + 12, headerSize);
+  return file;
 }
 
 }  // namespace
@@ -74,4 +90,51 @@ TEST(XprToTga, ABundleThatCannotBeLoadedShowsTheBoxAndWritesNothing) {
     EXPECT_EQ(host.boxes, (std::vector<RecordingHost::Box>{{"XPR Object Creation Error", " Unable to create XPR Resource Object"}}));
   }
   EXPECT_EQ(filesIn(dir.path()).size(), 1u);
+}
+
+// Names from the bundle that would leave the working folder, or hold a control character:
+// that resource is skipped with a line naming it, everything else is written as usual.
+TEST(XprToTga, NamesFromTheBundleStayInsideTheFolder) {
+  const auto good = loadData("xpr/tool.xpr.gz");
+  const std::uint32_t sky = 1, data = 4;  // the cube "sky" and the user data "data"
+  ScratchDir dir;
+  // Runs in ROOT/a/b/work, so that "../../x" would still land inside the scratch folder.
+  const auto run = [&](const fs::path& root, const std::vector<std::uint8_t>& file, RecordingHost& host) {
+    fs::create_directories(root / "a/b/work");
+    writeFile(root / "a/b/work/bundle.xpr", file);
+    InFolder in(root / "a/b/work");
+    return xprToTga(host, "bundle.xpr", "base");
+  };
+  RecordingHost plainHost;
+  EXPECT_EQ(run(dir.path() / "plain", good, plainHost), 0u);
+  const auto plain = filesIn(dir.path() / "plain");
+  const std::string abs = (dir.path() / "abs").string();
+  const struct { std::uint32_t index; std::string name, lost, error; } cases[] = {
+      {data, "../../escape", "data.bin", "file name '../../escape.bin' refused: the name contains \"..\""},
+      {data, abs, "data.bin", "file name '" + abs + ".bin' refused: the name contains a path separator"},
+      {sky, "../", "sky", "file name '../XP.tga' refused: the name contains \"..\""},
+      {sky, "esc\x1B", "sky", "file name 'esc\\x1BXP.tga' refused: the name contains a control character"},
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    const auto& c = cases[i];
+    const fs::path root = dir.path() / std::to_string(i);
+    RecordingHost host;
+    EXPECT_EQ(run(root, renamed(good, c.index, c.name), host), 1u) << i;
+    auto expected = plain;
+    std::erase_if(expected, [&](const auto& file) { return file.first.starts_with("a/b/work/" + c.lost); });
+    auto files = filesIn(root);
+    files["a/b/work/bundle.xpr"] = expected["a/b/work/bundle.xpr"];
+    EXPECT_EQ(files, expected) << i;
+    EXPECT_NE(host.printedErrors.find("   " + std::to_string(c.index) + ": " + c.error + "; skipped\n"), std::string::npos)
+        << host.printedErrors;
+    EXPECT_EQ(host.printed.find("sky (Cubemap)") == std::string::npos, c.index == sky) << i;
+  }
+  EXPECT_FALSE(fs::exists(abs + ".bin"));
+
+  // The program fails for a refused name.
+  writeFile(dir.file("escape.xpr"), renamed(good, data, "../escape"));
+  const auto cli = runCli({"xpr2tga", "-o", dir.file("cli/out"), dir.file("escape.xpr")});
+  EXPECT_EQ(cli.status, 1);
+  EXPECT_NE(cli.err.find("1 resource refused for its name"), std::string::npos) << cli.err;
+  EXPECT_FALSE(fs::exists(dir.path() / "cli/escape.bin"));
 }

@@ -1,0 +1,91 @@
+// One batch run of the program over 500 small BTC textures against 500 separate runs, one
+// per texture, as a shell loop does them. Run: bench/run.sh bench_batch
+#include <benchmark/benchmark.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "base/file_io.h"
+#include "btc/btc_file_writer.h"
+#include "course_fixture.h"
+
+using namespace vellmark;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kFiles = 500;
+
+const fs::path& inputFolder() {
+  static const fs::path folder = [] {
+    const fs::path dir = fs::temp_directory_path() / ("vellmark-bench-batch-" + std::to_string(::getpid()));
+    fs::create_directories(dir / "in");
+    const auto sky = bench::readDataFile("sky/sky_4800x320_bottom.tga.gz");
+    for (int i = 0; i < kFiles; ++i) {
+      // 64 x 64 crops along the sky strip, so that the files differ.
+      const auto tga = bench::cropTga(sky, 4800, (i * 9) % (4800 - 64), (i * 5) % (320 - 64), 64, 64);
+      const auto btc = makeBtcFile(readTgaImage(tga, "crop"));
+      (void)writeWholeFile((dir / "in" / ("t" + std::to_string(i) + ".btc")).string(), btc);
+    }
+    return dir;
+  }();
+  return folder;
+}
+
+std::vector<std::string> inputs() {
+  std::vector<std::string> files;
+  for (int i = 0; i < kFiles; ++i) files.push_back((inputFolder() / "in" / ("t" + std::to_string(i) + ".btc")).string());
+  return files;
+}
+
+int run(std::vector<std::string> args) {
+  std::vector<char*> argv;
+  std::string program = VELLMARK_CLI_PATH;
+  argv.push_back(program.data());
+  for (auto& a : args) argv.push_back(a.data());
+  argv.push_back(nullptr);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+void BM_SeparateRuns(benchmark::State& state) {
+  const auto files = inputs();
+  const fs::path out = inputFolder() / "separate";
+  fs::create_directories(out);
+  for (auto _ : state)
+    for (int i = 0; i < kFiles; ++i)
+      if (run({"-q", "btc2tga", files[i], (out / ("t" + std::to_string(i) + ".tga")).string()}) != 0)
+        state.SkipWithError("a run failed");
+}
+BENCHMARK(BM_SeparateRuns)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+
+void BM_OneBatch(benchmark::State& state) {
+  std::vector<std::string> args{"-q", "btc2tga", "-o", (inputFolder() / "batch").string()};
+  for (const auto& f : inputs()) args.push_back(f);
+  for (auto _ : state)
+    if (run(args) != 0) state.SkipWithError("the batch failed");
+  for (int i = 0; i < kFiles; i += 97)
+    if (readWholeFile((inputFolder() / "batch" / ("t" + std::to_string(i) + ".tga")).string()) !=
+        readWholeFile((inputFolder() / "separate" / ("t" + std::to_string(i) + ".tga")).string()))
+      state.SkipWithError("the batch wrote other bytes than the separate runs");
+}
+BENCHMARK(BM_OneBatch)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  std::error_code ec;
+  fs::remove_all(inputFolder(), ec);
+}
