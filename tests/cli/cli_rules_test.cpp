@@ -82,7 +82,6 @@ TEST(ProgramRules, OutputsGoWhereTheRuleSaysAndFailuresAreLoud) {
       {"-- ends the options", {"btc2tga", "--", "-dash.btc", "dash.tga"}, 0, "", {"dash.tga"}},
       // Usage, and inputs that cannot be used.
       {"missing input", {"btc2tga", "absent.btc", "x.tga"}, 2, "cannot open input file 'absent.btc'", {}},
-      {"a folder as input", {"list", "new"}, 2, "'new': a folder, not a file", {}},
       {"unknown option", {"extract", "--bogus", "course.arc", "e"}, 2, "--bogus", {}},
       {"IN OUT takes two", {"btc2tga", "good.btc", "bad.btc", "x.tga"}, 2, "-o DIR", {}},
       // Batches go on after a failure and count.
