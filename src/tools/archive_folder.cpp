@@ -27,8 +27,8 @@ std::optional<std::string> writeInside(const fs::path& folder, const std::string
   const fs::path target = folder / name;
   std::error_code ec;
   if (fs::is_symlink(fs::symlink_status(target, ec)))
-    return "'" + printableName(name) + "' is a symbolic link in the output folder; not written through it";
-  if (!writeWholeFile(target.string(), data)) return "cannot write '" + printableName(target.string()) + "'";
+    return std::string("'").append(printableName(name)) + "' is a symbolic link in the output folder; not written through it";
+  if (!writeWholeFile(target.string(), data)) return std::string("cannot write '").append(printableName(target.string())) + "'";
   return std::nullopt;
 }
 
@@ -38,7 +38,7 @@ std::optional<std::string> convertBtc(Host& host, const fs::path& folder, const 
   const fs::path target = folder / name;
   std::error_code ec;
   if (fs::is_symlink(fs::symlink_status(target, ec)))
-    return "'" + printableName(name) + "' is a symbolic link in the output folder; not written through it";
+    return std::string("'").append(printableName(name)) + "' is a symbolic link in the output folder; not written through it";
   fs::remove(target, ec);  // so that a file of an earlier run does not pass for this one's
   std::vector<std::uint8_t> image;
   try {
