@@ -105,8 +105,8 @@ std::optional<std::string> memberNameProblem(std::string_view name) {
   return std::nullopt;
 }
 
-ArchiveUnpacker::ArchiveUnpacker(Bytes archive, bool convert)
-    : archive_(archive), convert_(convert), directory_(openCourseArchive(archive)) {
+ArchiveUnpacker::ArchiveUnpacker(Bytes archive, bool convert, bool picturesAsPng)
+    : archive_(archive), convert_(convert), picturesAsPng_(picturesAsPng), directory_(openCourseArchive(archive)) {
   refusals_.reserve(directory_.records.size());
   for (std::size_t i = 0; i < directory_.records.size(); ++i) {
     const std::string& name = directory_.records[i].name;
@@ -163,7 +163,9 @@ UnpackedMember ArchiveUnpacker::member(std::size_t index) const {
     }
     return name;
   };
-  if (out.kind == MemberKind::Btc) {
+  if (picturesAsPng_ && (out.kind == MemberKind::Btc || out.kind == MemberKind::Tga)) {
+    out.pngName = derived(".png");
+  } else if (out.kind == MemberKind::Btc) {
     out.btcTgaName = derived(".tga");
   } else if (out.kind == MemberKind::Vrt) {
     out.vertexTextName = derived(".txt");

@@ -8,6 +8,8 @@
 #include "archive/archive_pack.h"
 #include "base/file_io.h"
 #include "btc/btc_file.h"
+#include "image/image_file.h"
+#include "tools/convert_picture.h"
 #include "tools/messages.h"
 
 namespace vellmark {
@@ -49,12 +51,22 @@ std::optional<std::string> convertBtc(Host& host, const fs::path& folder, const 
   return std::nullopt;
 }
 
+std::optional<std::string> convertToPng(const fs::path& folder, const std::string& name, Bytes data) {
+  std::vector<std::uint8_t> png;
+  try {
+    png = encodePng(readPicture(data, "'" + name + "'"));
+  } catch (const Error& e) {
+    return std::string(e.what());
+  }
+  return writeInside(folder, name, png);
+}
+
 Bytes textBytes(const std::string& text) { return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}; }
 
 }  // namespace
 
-UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder, bool convert) {
-  const ArchiveUnpacker unpacker(archive, convert);
+UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder, bool convert, bool picturesAsPng) {
+  const ArchiveUnpacker unpacker(archive, convert, picturesAsPng);
   const fs::path out(folder);
   std::error_code ec;
   fs::create_directories(out, ec);
@@ -83,6 +95,12 @@ UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder,
       report.problems.push_back(memberLabel(m) + " not converted: " + m.conversionProblem);
     if (m.btcTgaName) {
       if (auto problem = convertBtc(host, out, *m.btcTgaName, m.data))
+        report.problems.push_back(memberLabel(m) + " not converted: " + *problem);
+      else
+        ++report.converted;
+    }
+    if (m.pngName) {
+      if (auto problem = convertToPng(out, *m.pngName, m.data))
         report.problems.push_back(memberLabel(m) + " not converted: " + *problem);
       else
         ++report.converted;

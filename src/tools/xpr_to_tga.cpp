@@ -7,6 +7,7 @@
 #include "base/error.h"
 #include "base/file_io.h"
 #include "base/tga.h"
+#include "image/image_file.h"
 #include "tools/messages.h"
 #include "xbox/xbox_format.h"
 #include "xbox/xpr_level.h"
@@ -18,7 +19,7 @@ using namespace xbox;
 namespace {
 
 void convertTexture(Host& host, const XprBundle& bundle, const TextureHeader& header, const std::string& baseName,
-                    std::uint32_t index) {
+                    std::uint32_t index, bool asPng) {
   const std::uint32_t format = header.format();
   if (!canConvertXprFormat(format)) {
     host.printError("   " + std::to_string(index) + ": texture format " + gpuFormatName(format & 0x3F) +
@@ -33,7 +34,11 @@ void convertTexture(Host& host, const XprBundle& bundle, const TextureHeader& he
     for (std::uint32_t face = 0; face < faces; ++face) {
       XprLevelImage image = convertXprTextureLevel(bundle, header, face, level);
       const std::string name = baseName + (faces == 6 ? kCubeFaceNames[face] : "") +
-                               (image.inMipTail ? kMipTailSuffix : "") + ".tga";
+                               (image.inMipTail ? kMipTailSuffix : "") + (asPng ? ".png" : ".tga");
+      if (asPng) {
+        (void)writeWholeFile(name, encodePng(Image{image.width, image.height, std::move(image.pixels)}));
+        continue;
+      }
       const auto tgaHeader = makeTgaHeader(static_cast<std::uint16_t>(image.width),
                                            static_cast<std::uint16_t>(image.height), kXprTgaDescriptor);
       (void)writeWholeFile(name, {tgaHeader, image.pixels});
@@ -68,7 +73,7 @@ std::optional<XprBundle> loadXprBundle(Host& host, const std::string& path) {
 
 }  // namespace
 
-void xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName) {
+void xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName, bool asPng) {
   const auto bundle = loadXprBundle(host, xprPath);
   if (!bundle) {
     host.messageBox(messages::kXprErrorCaption, messages::kXprErrorText);
@@ -79,11 +84,11 @@ void xprToTga(Host& host, const std::string& xprPath, const std::string& texture
     if (r.type == kXprTypeUser) {
       (void)writeWholeFile(xprResourceName(*bundle, r) + ".bin", xprUserData(*bundle, r));
     } else if (r.type == kXprTypeTexture2D) {
-      convertTexture(host, *bundle, xprTextureHeader(*bundle, r), textureBaseName, i);
+      convertTexture(host, *bundle, xprTextureHeader(*bundle, r), textureBaseName, i, asPng);
     } else if (r.type == kXprTypeCube) {
       const std::string name = xprResourceName(*bundle, r);
       host.print("   " + std::to_string(i) + ": " + name + " (Cubemap)\n");
-      convertTexture(host, *bundle, xprTextureHeader(*bundle, r), name, i);
+      convertTexture(host, *bundle, xprTextureHeader(*bundle, r), name, i, asPng);
     }
   }
 }

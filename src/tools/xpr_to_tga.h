@@ -15,7 +15,8 @@ inline constexpr const char* kCubeFaceNames[6] = {"XP", "XN", "YP", "YN", "ZP", 
 
 // The whole tool: loads `xprPath`, writes NAME.bin for user data, BASE.tga (or
 // BASE_miptail.tga) for 2-D textures and CUBE<face>.tga for cube textures. A bundle that
-// cannot be loaded shows "XPR Object Creation Error" after its printed line.
-void xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName);
+// cannot be loaded shows "XPR Object Creation Error" after its printed line. With `asPng`
+// the same pictures are written as PNG files (.png) instead.
+void xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName, bool asPng = false);
 
 }  // namespace vellmark
