@@ -15,6 +15,7 @@ namespace {
 constexpr std::uint8_t kPngSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
 constexpr std::uint32_t kPngIend = 0x49454E44;  // "IEND"
 constexpr std::uint8_t kTgaRightToLeft = 0x10;
+constexpr char kNoPicture[] = "not a TGA, PNG, JPEG or BMP image this program reads";
 
 struct StbFree {
   void operator()(void* p) const { std::free(p); }
@@ -186,7 +187,12 @@ Image decodeImage(Bytes file, const std::string& what) {
   std::vector<std::uint8_t> rewritten;
   bool mirrored = false;
   if (kind == ImageFileKind::Tga) {
+    if (file.size() < kTgaHeaderSize) fail(ErrorKind::Unsupported, what + ": " + kNoPicture);
     const TgaLayout layout = readTgaLayout(file, what);
+    const int type = layout.imageType & ~8;  // without the run-length bit
+    if (layout.mapType > 1 || type < 1 || type > 3 || layout.width == 0 || layout.height == 0 ||
+        (layout.depth != 8 && layout.depth != 15 && layout.depth != 16 && layout.depth != 24 && layout.depth != 32))
+      fail(ErrorKind::Unsupported, what + ": " + kNoPicture);
     mirrored = (layout.descriptor & kTgaRightToLeft) != 0;
     if (std::uint64_t{layout.width} * layout.height <= kMaxImagePixels) {
       requireTgaComplete(file, layout, what);
@@ -200,7 +206,12 @@ Image decodeImage(Bytes file, const std::string& what) {
   int width = 0, height = 0, channels = 0;
   if (!stbi_info_from_memory(data, length, &width, &height, &channels)) {
     if (kind == ImageFileKind::Tga)
-      fail(ErrorKind::Unsupported, what + ": not a TGA, PNG, JPEG or BMP image this program reads");
+      fail(ErrorKind::Unsupported, what + ": " + kNoPicture);
+    // stb refuses a PNG header above its own size limit as corrupt; it is only too large.
+    if (kind == ImageFileKind::Png && file.size() >= 24 &&
+        std::uint64_t{loadU32BE(&file[16])} * loadU32BE(&file[20]) > kMaxImagePixels)
+      fail(ErrorKind::Unsupported, what + ": a PNG image of " + sizeText(loadU32BE(&file[16]), loadU32BE(&file[20])) +
+                                       " pixels is beyond the " + std::to_string(kMaxImagePixels) + " pixels read");
     fail(ErrorKind::Corrupt, what + ": corrupt " + imageFileKindName(kind) + " header (" + stbi_failure_reason() + ")");
   }
   const std::uint64_t pixels = std::uint64_t(width) * std::uint64_t(height);

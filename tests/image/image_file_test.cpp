@@ -136,7 +136,8 @@ TEST(ImageFile, RefusesHostileFilesBeforeAllocatingForThem) {
     return file;
   };
   const auto jpeg = readFile(dataPath("images/quadrants_16x16.jpg"));
-  const std::size_t sof = static_cast<std::size_t>(std::search(jpeg.begin(), jpeg.end(), "\xFF\xC0", "\xFF\xC0" + 2) - jpeg.begin());
+  const std::uint8_t sofMarker[] = {0xFF, 0xC0};
+  const auto sof = static_cast<std::size_t>(std::search(jpeg.begin(), jpeg.end(), sofMarker, sofMarker + 2) - jpeg.begin());
   // A 1 x 1 grey PNG whose zlib data inflates to 64 MiB; CRCs are not checked by the decoder.
   std::vector<std::uint8_t> bomb = bytes({0x89, 'P', 'N', 'G', 13, 10, 26, 10, 0, 0, 0, 13, 'I', 'H', 'D', 'R', 0, 0, 0, 1,
                                           0, 0, 0, 1, 8, 0, 0, 0, 0, 0, 0, 0, 0});
