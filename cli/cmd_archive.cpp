@@ -28,11 +28,14 @@ int runList(ProgramHost& host, const ListArgs& a) {
 
 struct UnpackArgs {
   std::string archive, folder;
-  bool convert = false;
+  std::string convert;  // "" (none), "tga" or "png"
 };
 
 int runUnpack(ProgramHost& host, const UnpackArgs& a) {
-  const UnpackReport report = unpackArchive(host, InputFile(a.archive), a.folder, a.convert);
+  if (!a.convert.empty() && a.convert != "tga" && a.convert != "png")
+    fail(ErrorKind::Argument, "--convert takes tga or png, not '" + a.convert + "'");
+  const UnpackReport report =
+      unpackArchive(host, InputFile(a.archive), a.folder, !a.convert.empty(), a.convert == "png");
   for (const auto& line : report.problems) host.printError("vellmark: " + line + "\n");
   host.print("members: " + std::to_string(report.written) + " written, " + std::to_string(report.converted) +
              " converted, " + std::to_string(report.refused) + " refused, " + std::to_string(report.failed) +
@@ -77,11 +80,13 @@ void addArchiveCommands(CLI::App& app, Registry& registry) {
   sub = addSubcommand(app, "unpack", nullptr, "every member of a course archive under its own name",
                       "Writes every member of a course archive into DIR (made when missing) under its own name, "
                       "by the archive's directory; with --convert also BTC textures as NAME.tga and vertex "
-                      "lists' coordinates as NAME.txt. A bad member is reported and the others are written.",
+                      "lists' coordinates as NAME.txt; with --convert=png BTC textures and TGA images as NAME.png "
+                      "instead. A bad member is reported and the others are written.",
                       "vellmark unpack --convert course.arc course/");
   sub->add_option("ARCHIVE", u->archive, "the course archive")->required();
   sub->add_option("DIR", u->folder, "the folder the members go into")->required();
-  sub->add_flag("--convert", u->convert, "also write BTC textures as TGA and vertex lists as text");
+  sub->add_flag("--convert{tga}", u->convert,
+                "also write BTC textures as TGA (--convert=png: BTC and TGA members as PNG) and vertex lists as text");
   registry.push_back({sub, [u](ProgramHost& h) { return runUnpack(h, *u); }});
 
   auto p = std::make_shared<PackArgs>();

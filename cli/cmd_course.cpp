@@ -106,13 +106,17 @@ int runExtract(ProgramHost& host, const ExtractArgs& a) {
 
 struct PanoramaArgs {
   std::string input, outputDir;
+  bool png = false;
 };
 
 int runPanorama(ProgramHost& host, const PanoramaArgs& a) {
   const auto archive = readInput(a.input);
   const std::string folder = prepareOutputFolder(a.outputDir);
   const auto before = folderStamps(folder);
-  createPanorama(host, archive, asPrefix(folder));
+  if (a.png)
+    createPanoramaPng(host, archive, asPrefix(folder));
+  else
+    createPanorama(host, archive, asPrefix(folder));
   if (writtenSince(folder, before).empty() && !openCourseArchive(archive).records.empty())
     throw OutputError("nothing could be written into '" + a.outputDir + "'");
   return 0;
@@ -151,11 +155,12 @@ void addCourseCommands(CLI::App& app, Registry& registry) {
       app, "panorama", "CreatePanorama", "panorama archive (Panorama.lib) to its TGA images",
       "Rebuilds the images of a panorama archive such as the Panorama.lib that extract writes: a member "
       "NAME.btc whose name contains \"sky\" gives OUTPUT_DIR/NAME.tga, a .prv member "
-      "OUTPUT_DIR/PanoramaPreview.tga, any other member OUTPUT_DIR/Panorama.tga. For a bare tiled panorama "
+      "OUTPUT_DIR/PanoramaPreview.tga, any other member OUTPUT_DIR/Panorama.tga (with --png each as .png). For a bare tiled panorama "
       "stream (Panorama.btc as unpack writes it) use raw-panorama.",
       "vellmark panorama course/Panorama.lib panorama/");
   sub->add_option("PANORAMA_ARCHIVE", p->input, "the panorama archive (e.g. Panorama.lib)")->required();
   sub->add_option("OUTPUT_DIR", p->outputDir, "the folder the images go into (made when missing)")->required();
+  sub->add_flag("--png", p->png, "write the images as PNG (NAME.png) instead of TGA");
   registry.push_back({sub, [p](ProgramHost& h) { return runPanorama(h, *p); }});
 
   auto r = std::make_shared<PanoramaArgs>();

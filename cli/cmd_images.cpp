@@ -23,6 +23,7 @@ struct ImageArgs {
   std::vector<std::string> paths;
   std::string outputDir;
   bool noClobber = false;
+  bool png = false;  // xpr2tga only
 };
 
 std::shared_ptr<ImageArgs> addImageOptions(CLI::App* sub, const char* pathsHelp) {
@@ -137,7 +138,7 @@ int runXprToTga(ProgramHost& host, const ImageArgs& a) {
     const fs::path folder = fs::path(base).parent_path();
     if (!folder.empty()) prepareOutputFolder(folder.string());
     (void)readInput(in);
-    const std::size_t refused = xprToTga(host, in, base);
+    const std::size_t refused = xprToTga(host, in, base, a.png);
     throwOnErrorBox(host, in);
     throwOnRefusedNames(refused, in);
     return 0;
@@ -149,10 +150,11 @@ int runXprToTga(ProgramHost& host, const ImageArgs& a) {
   WorkingFolder inFolder(folder.empty() ? std::string(1, '/') : folder);
   return runBatch(host, items, {a.noClobber, defaultThreadCount()}, [&](Host& h, const BatchItem& item) {
     const std::string& in = absolute[static_cast<std::size_t>(&item - items.data())];
-    if (a.noClobber && stampOf(stemOf(item.input) + ".tga"))
-      throw OutputError("'" + stemOf(item.input) + ".tga' exists in '" + a.outputDir + "' and --no-clobber is given");
+    const std::string first = stemOf(item.input) + (a.png ? ".png" : ".tga");
+    if (a.noClobber && stampOf(first))
+      throw OutputError("'" + first + "' exists in '" + a.outputDir + "' and --no-clobber is given");
     (void)readInput(in);
-    throwOnRefusedNames(xprToTga(h, in, stemOf(item.input)), item.input);
+    throwOnRefusedNames(xprToTga(h, in, stemOf(item.input), a.png), item.input);
   });
 }
 
@@ -180,9 +182,10 @@ void addImageCommands(CLI::App& app, Registry& registry) {
                       "whose top level lies in the mip tail as BASE_NAME_miptail.tga), cube textures as "
                       "NAME<face>.tga and user data as NAME.bin, NAME being the resource's own name, in the "
                       "current folder: BUNDLE.xpr BASE_NAME. With -o DIR every bundle is converted inside DIR "
-                      "with its own name as BASE_NAME.",
+                      "with its own name as BASE_NAME. With --png the pictures are written as .png files.",
                       "vellmark xpr2tga -o textures/ menu.xpr course.xpr");
   auto xpr = addImageOptions(sub, "BUNDLE.xpr BASE_NAME, or the bundles with -o");
+  sub->add_flag("--png", xpr->png, "write PNG images (.png) instead of TGA");
   registry.push_back({sub, [xpr](ProgramHost& h) { return runXprToTga(h, *xpr); }});
 }
 

@@ -33,6 +33,7 @@ void addCourseCommands(CLI::App& app, Registry& registry);   // extract, panoram
 void addSkyCommands(CLI::App& app, Registry& registry);      // flip-sky, sky-file
 void addMeshCommand(CLI::App& app, Registry& registry);      // mesh
 void addArchiveCommands(CLI::App& app, Registry& registry);  // list, unpack, pack
+void addConvertCommand(CLI::App& app, Registry& registry);   // convert
 
 // Reads a named input file whole for tools that take data in memory.
 std::vector<unsigned char> readInput(const std::string& path);

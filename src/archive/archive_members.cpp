@@ -100,12 +100,13 @@ std::vector<MemberListing> listArchive(Bytes archive, const ArchiveDirectory& di
   return lines;
 }
 
-ArchiveUnpacker::ArchiveUnpacker(Bytes archive, bool convert) : ArchiveUnpacker(openCourseArchive(archive), convert) {
+ArchiveUnpacker::ArchiveUnpacker(Bytes archive, bool convert, bool picturesAsPng)
+    : ArchiveUnpacker(openCourseArchive(archive), convert, picturesAsPng) {
   archive_ = archive;
 }
 
-ArchiveUnpacker::ArchiveUnpacker(ArchiveDirectory directory, bool convert)
-    : convert_(convert), directory_(std::move(directory)) {
+ArchiveUnpacker::ArchiveUnpacker(ArchiveDirectory directory, bool convert, bool picturesAsPng)
+    : convert_(convert), picturesAsPng_(picturesAsPng), directory_(std::move(directory)) {
   refusals_.reserve(directory_.records.size());
   for (std::size_t i = 0; i < directory_.records.size(); ++i) {
     const std::string& name = directory_.records[i].name;
@@ -166,7 +167,9 @@ UnpackedMember ArchiveUnpacker::member(std::size_t index, Bytes compressed) cons
     }
     return name;
   };
-  if (out.kind == MemberKind::Btc) {
+  if (picturesAsPng_ && (out.kind == MemberKind::Btc || out.kind == MemberKind::Tga)) {
+    out.pngName = derived(".png");
+  } else if (out.kind == MemberKind::Btc) {
     out.btcTgaName = derived(".tga");
   } else if (out.kind == MemberKind::Vrt) {
     out.vertexTextName = derived(".txt");

@@ -89,6 +89,7 @@ struct UnpackedMember {
   // NAME.txt with the coordinates of a vertex list). A derived name that is itself the name
   // of a member is not used, and conversionProblem says so.
   std::optional<std::string> btcTgaName;
+  std::optional<std::string> pngName;  // with pictures as PNG: NAME.png for BTC and TGA members
   std::optional<std::string> vertexTextName;
   std::string vertexText;
   std::string conversionProblem;
@@ -101,8 +102,9 @@ struct UnpackedMember {
 // is read one member at a time.
 class ArchiveUnpacker {
  public:
-  ArchiveUnpacker(Bytes archive, bool convert);
-  ArchiveUnpacker(ArchiveDirectory directory, bool convert);
+  // With `picturesAsPng` (and `convert`), BTC and TGA members get pngName instead of btcTgaName.
+  ArchiveUnpacker(Bytes archive, bool convert, bool picturesAsPng = false);
+  ArchiveUnpacker(ArchiveDirectory directory, bool convert, bool picturesAsPng = false);
 
   const ArchiveDirectory& directory() const { return directory_; }
   std::size_t memberCount() const { return directory_.records.size(); }
@@ -118,6 +120,7 @@ class ArchiveUnpacker {
  private:
   Bytes archive_;
   bool convert_;
+  bool picturesAsPng_;
   ArchiveDirectory directory_;
   std::vector<std::string> refusals_;  // per record; empty when the name is usable
   FileNameSet usableNames_;

@@ -11,6 +11,8 @@
 #include "base/ordered_parallel.h"
 #include "tools/archive_file.h"
 #include "btc/btc_file.h"
+#include "image/image_file.h"
+#include "tools/convert_picture.h"
 #include "tools/messages.h"
 
 namespace vellmark {
@@ -50,6 +52,16 @@ std::optional<std::string> convertBtc(Host& host, const fs::path& folder, const 
   }
   if (!writeWholeFile(target.string(), image)) return "BTC2TGA made no '" + printableName(name) + "'";
   return std::nullopt;
+}
+
+std::optional<std::string> convertToPng(const fs::path& folder, const std::string& name, Bytes data) {
+  std::vector<std::uint8_t> png;
+  try {
+    png = encodePng(readPicture(data, "'" + name + "'"));
+  } catch (const Error& e) {
+    return std::string(e.what());
+  }
+  return writeInside(folder, name, png);
 }
 
 Bytes textBytes(const std::string& text) { return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}; }
@@ -93,6 +105,12 @@ UnpackReport writeMembers(Host& host, std::size_t count, const std::function<Unp
       else
         ++report.converted;
     }
+    if (m.pngName) {
+      if (auto problem = convertToPng(out, *m.pngName, m.data))
+        report.problems.push_back(memberLabel(m) + " not converted: " + *problem);
+      else
+        ++report.converted;
+    }
     if (m.vertexTextName) {
       if (auto problem = writeInside(out, *m.vertexTextName, textBytes(m.vertexText)))
         report.problems.push_back(memberLabel(m) + " not converted: " + *problem);
@@ -105,13 +123,14 @@ UnpackReport writeMembers(Host& host, std::size_t count, const std::function<Unp
 
 }  // namespace
 
-UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder, bool convert) {
-  const ArchiveUnpacker unpacker(archive, convert);
+UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder, bool convert, bool picturesAsPng) {
+  const ArchiveUnpacker unpacker(archive, convert, picturesAsPng);
   return writeMembers(host, unpacker.memberCount(), [&](std::size_t i) { return unpacker.member(i); }, folder);
 }
 
-UnpackReport unpackArchive(Host& host, const InputFile& archive, const std::string& folder, bool convert) {
-  const ArchiveUnpacker unpacker(readCourseArchiveDirectory(archive), convert);
+UnpackReport unpackArchive(Host& host, const InputFile& archive, const std::string& folder, bool convert,
+                           bool picturesAsPng) {
+  const ArchiveUnpacker unpacker(readCourseArchiveDirectory(archive), convert, picturesAsPng);
   return writeMembers(
       host, unpacker.memberCount(),
       [&](std::size_t i) { return unpacker.member(i, readMemberData(archive, unpacker.directory().records[i])); },

@@ -25,15 +25,18 @@ struct UnpackReport {
 
 // Writes every member of `archive` into `folder` (created when missing) under its name,
 // inflated to exactly its recorded size; with `convert`, BTC textures also as NAME.tga and
-// vertex lists' coordinates as NAME.txt. A bad member is reported and the others are still
-// written. Nothing is written outside `folder`: names are checked, and an existing
+// vertex lists' coordinates as NAME.txt; with `picturesAsPng` too, BTC and TGA members as
+// NAME.png instead (a picture that cannot be decoded is reported, no box). A bad member is
+// reported and the others are still written. Nothing is written outside `folder`: names are checked, and an existing
 // symbolic link in the folder is never written through. Errors: those of
 // openCourseArchive for an archive whose directory cannot be read (nothing is written
 // then), Error(Io) when the folder cannot be made.
-UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder, bool convert);
+UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder, bool convert,
+                           bool picturesAsPng = false);
 // The same for an archive on disk, read one member at a time: memory holds about one member
 // (compressed and inflated), whatever the archive's size.
-UnpackReport unpackArchive(Host& host, const InputFile& archive, const std::string& folder, bool convert);
+UnpackReport unpackArchive(Host& host, const InputFile& archive, const std::string& folder, bool convert,
+                           bool picturesAsPng = false);
 
 struct PackReport {
   std::size_t members = 0;

@@ -5,6 +5,7 @@
 #include "base/file_io.h"
 #include "base/file_names.h"
 #include "base/paths.h"
+#include "image/image_file.h"
 
 namespace vellmark {
 
@@ -44,6 +45,13 @@ void buildPanoramaFiles(Bytes archive, const std::function<void(const std::strin
 
 void createPanorama(Host& /*host*/, Bytes archive, const std::string& outputFolder) {
   buildPanoramaFiles(archive, [&](const std::string& name, Bytes file) { (void)writeWholeFile(outputFolder + name, file); });
+}
+
+void createPanoramaPng(Host& /*host*/, Bytes archive, const std::string& outputFolder) {
+  buildPanoramaFiles(archive, [&](const std::string& name, Bytes file) {
+    const auto png = encodePng(decodeImage(file, "panorama picture '" + name + "'"));
+    (void)writeWholeFile(outputFolder + stripFromLast(name, ".tga") + ".png", png);
+  });
 }
 
 void createUncompressedPanorama(Host& /*host*/, Bytes stream, const std::string& outputFolder) {

@@ -28,6 +28,10 @@ void buildPanoramaFiles(Bytes archive, const std::function<void(const std::strin
 // Error and writes nothing for it (files of earlier members stay).
 void createPanorama(Host& host, Bytes archive, const std::string& outputFolder);
 
+// createPanorama with every picture written as PNG under the same name ending in ".png"
+// instead of ".tga". A preview member that is no picture decodeImage reads raises its Error.
+void createPanoramaPng(Host& host, Bytes archive, const std::string& outputFolder);
+
 // CreateUncompressedPanorama: the tiled panorama of a bare stream, as outputFolder +
 // "Panorama.tga".
 void createUncompressedPanorama(Host& host, Bytes stream, const std::string& outputFolder);

@@ -8,6 +8,7 @@
 #include "base/file_io.h"
 #include "base/file_names.h"
 #include "base/tga.h"
+#include "image/image_file.h"
 #include "tools/messages.h"
 #include "xbox/xbox_format.h"
 #include "xbox/xpr_level.h"
@@ -31,7 +32,7 @@ bool refusedName(Host& host, std::uint32_t index, const std::string& name) {
 // `baseFromBundle`: the base name is a cube's own name, checked face by face before its
 // file is made (a face read from the packed tail has a longer name than the others).
 bool convertTexture(Host& host, const XprBundle& bundle, const TextureHeader& header, const std::string& baseName,
-                    std::uint32_t index, bool baseFromBundle, const XprFileSink& sink) {
+                    std::uint32_t index, bool baseFromBundle, const XprFileSink& sink, bool asPng) {
   const std::uint32_t format = header.format();
   if (!canConvertXprFormat(format)) {
     host.printError("   " + std::to_string(index) + ": texture format " + gpuFormatName(format & 0x3F) +
@@ -46,8 +47,13 @@ bool convertTexture(Host& host, const XprBundle& bundle, const TextureHeader& he
     for (std::uint32_t face = 0; face < faces; ++face) {
       XprLevelImage image = convertXprTextureLevel(bundle, header, face, level);
       const std::string name = baseName + (faces == 6 ? kCubeFaceNames[face] : "") +
-                               (image.inMipTail ? kMipTailSuffix : "") + ".tga";
+                               (image.inMipTail ? kMipTailSuffix : "") + (asPng ? ".png" : ".tga");
       if (baseFromBundle && refusedName(host, index, name)) return false;
+      if (asPng) {
+        const auto png = encodePng(Image{image.width, image.height, std::move(image.pixels)});
+        sink(name, {png});
+        continue;
+      }
       const auto tgaHeader = makeTgaHeader(static_cast<std::uint16_t>(image.width),
                                            static_cast<std::uint16_t>(image.height), kXprTgaDescriptor);
       sink(name, {tgaHeader, image.pixels});
@@ -84,7 +90,7 @@ std::optional<XprBundle> loadXprBundle(Host& host, const std::string& path) {
 }  // namespace
 
 std::size_t buildXprFiles(Host& host, const XprBundle& bundle, const std::string& textureBaseName,
-                          const XprFileSink& sink) {
+                          const XprFileSink& sink, bool asPng) {
   std::size_t refused = 0;
   for (std::uint32_t i = 0; i < bundle.directory.size(); ++i) {
     const XprResource& r = bundle.directory[i];
@@ -96,24 +102,25 @@ std::size_t buildXprFiles(Host& host, const XprBundle& bundle, const std::string
       }
       sink(name, {xprUserData(bundle, r)});
     } else if (r.type == kXprTypeTexture2D) {
-      convertTexture(host, bundle, xprTextureHeader(bundle, r), textureBaseName, i, false, sink);
+      convertTexture(host, bundle, xprTextureHeader(bundle, r), textureBaseName, i, false, sink, asPng);
     } else if (r.type == kXprTypeCube) {
       const std::string name = xprResourceName(bundle, r);
       // Every face is checked before the cube is announced, so a refused cube makes nothing.
       bool usable = true;
-      for (const char* face : kCubeFaceNames) usable = usable && !refusedName(host, i, name + face + ".tga");
+      for (const char* face : kCubeFaceNames)
+        usable = usable && !refusedName(host, i, name + face + (asPng ? ".png" : ".tga"));
       if (!usable) {
         ++refused;
         continue;
       }
       host.print("   " + std::to_string(i) + ": " + name + " (Cubemap)\n");
-      if (!convertTexture(host, bundle, xprTextureHeader(bundle, r), name, i, true, sink)) ++refused;
+      if (!convertTexture(host, bundle, xprTextureHeader(bundle, r), name, i, true, sink, asPng)) ++refused;
     }
   }
   return refused;
 }
 
-std::size_t xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName) {
+std::size_t xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName, bool asPng) {
   const auto bundle = loadXprBundle(host, xprPath);
   if (!bundle) {
     host.messageBox(messages::kXprErrorCaption, messages::kXprErrorText);
@@ -121,7 +128,7 @@ std::size_t xprToTga(Host& host, const std::string& xprPath, const std::string& 
   }
   return buildXprFiles(host, *bundle, textureBaseName, [](const std::string& name, std::initializer_list<Bytes> pieces) {
     (void)writeWholeFile(name, pieces);
-  });
+  }, asPng);
 }
 
 }  // namespace vellmark

@@ -26,13 +26,14 @@ using XprFileSink = std::function<void(const std::string& name, std::initializer
 // name does not is skipped with a line on printError naming it (escaped), and counted in the
 // result. BASE comes from the caller and is used as given. Raises Error as the converter
 // does (files of earlier resources stay emitted).
+// With `asPng` the pictures are PNG files (.png) instead.
 std::size_t buildXprFiles(Host& host, const XprBundle& bundle, const std::string& textureBaseName,
-                          const XprFileSink& sink);
+                          const XprFileSink& sink, bool asPng = false);
 
 // The whole tool: loads `xprPath` and writes the files of buildXprFiles by their names (in
 // the current folder unless BASE has one). A bundle that cannot be loaded shows "XPR Object
 // Creation Error" after its printed line. Returns the number of resources refused for their
 // names.
-std::size_t xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName);
+std::size_t xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName, bool asPng = false);
 
 }  // namespace vellmark

@@ -4,6 +4,7 @@
 
 #include <sstream>
 
+#include "image/image_file.h"
 #include "support/test_support.h"
 
 using namespace vellmark::test;
@@ -91,6 +92,15 @@ TEST(ProgramRules, OutputsGoWhereTheRuleSaysAndFailuresAreLoud) {
       {"tga2btc batch", {"tga2btc", "-o", "tb", "bark.tga", "absent.tga"}, 1, "1 converted, 1 failed",
        {"tb/bark.btc"}},
       {"one name twice", {"tga2btc", "-o", "tb", "bark.tga", "./bark.tga"}, 2, "both", {}},
+      // Pictures: by content in, by extension out; PNG beside the tools' TGA outputs.
+      {"convert", {"convert", "good.btc", "c.png"}, 0, "", {"c.png"}},
+      {"convert names no format", {"convert", "good.btc", "c.gif"}, 2, "'c.gif'", {}},
+      {"convert refused", {"convert", "bad.btc", "c2.png"}, 1, "'bad.btc'", {}},
+      {"convert batch", {"convert", "--to", "png", "bark.tga", "bad.btc", "cb"}, 1, "1 converted, 1 failed", {"cb/bark.png"}},
+      {"convert bundle", {"convert", "bundle.xpr", "cx"}, 0, "", {"cx/tail_miptail.png"}},
+      {"unpack --convert=png", {"unpack", "--convert=png", "course.arc", "up"}, 0, "", {"up/hull.btc.png", "up/scarecrow.tga.png"}},
+      {"xpr2tga --png", {"xpr2tga", "--png", "-o", "xp", "bundle.xpr"}, 0, "", {"xp/bundle_miptail.png"}},
+      {"panorama --png", {"panorama", "--png", "lib/Panorama.lib", "pp"}, 0, "", {"pp/Panorama.png"}},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
@@ -105,6 +115,16 @@ TEST(ProgramRules, OutputsGoWhereTheRuleSaysAndFailuresAreLoud) {
   // The batch wrote the same bytes as the one-file form.
   ASSERT_EQ(runCli({"btc2tga", "good.btc", "single.tga"}).status, 0);
   EXPECT_EQ(readFile("batch/good.tga"), readFile("single.tga"));
+  // Every PNG holds the pixels of its TGA, read by the plain reader of base/; a TGA made from a
+  // PNG gives the same PNG pixels back.
+  ASSERT_EQ(runCli({"convert", "cb/bark.png", "back.tga"}).status, 0);
+  ASSERT_EQ(runCli({"convert", "back.tga", "back.png"}).status, 0);
+  ASSERT_EQ(runCli({"unpack", "--convert", "course.arc", "ut"}).status, 0);
+  for (const auto& [png, tga] : std::vector<std::pair<std::string, std::string>>{
+           {"c.png", "single.tga"}, {"cx/tail_miptail.png", "xo/bundle_miptail.tga"}, {"up/hull.btc.png", "ut/hull.btc.tga"},
+           {"up/scarecrow.tga.png", "ut/scarecrow.tga"}, {"pp/Panorama.png", "p/Panorama.tga"}, {"cb/bark.png", "bark.tga"},
+           {"back.png", "back.tga"}})
+    EXPECT_EQ(vellmark::decodeImage(readFile(png), png).pixels, vellmark::readTgaImage(readFile(tga), tga).pixels) << png;
 }
 
 TEST(ProgramRules, EverySubcommandHasHelpAndAnExample) {

@@ -22,7 +22,8 @@ TEST(ProgramInputs, NoSubcommandReadsAFolderAFifoOrADevice) {
       {"btc2tga", {"IN", out + ".tga"}}, {"tga2btc", {"IN", out + ".btc"}}, {"xpr2tga", {"IN", out + "base"}},
       {"flip-sky", {"-o", out, "IN"}}, {"sky-file", {"IN", "IN", out}}, {"mesh", {"IN", out}},
       {"extract", {"IN", out}}, {"panorama", {"IN", out}}, {"raw-panorama", {"IN", out}}, {"list", {"IN"}},
-      {"unpack", {"IN", out}}, {"pack", {"--order", "IN", dir.file("members"), out + ".arc"}}};
+      {"unpack", {"IN", out}}, {"pack", {"--order", "IN", dir.file("members"), out + ".arc"}},
+      {"convert", {"IN", out + ".png"}}};
   std::istringstream names(runCli({"--list-subcommands"}).out);
   for (std::string name; names >> name;) {
     SCOPED_TRACE(name);
