@@ -1,6 +1,10 @@
-// flip-sky and sky-file: the sky images of a course.
+// flip-sky, sky-file and sky: the sky images of a course.
+#include <algorithm>
+#include <filesystem>
 #include <memory>
+#include <optional>
 
+#include "base/error.h"
 #include "base/file_io.h"
 #include "base/ordered_parallel.h"
 #include "base/paths.h"
@@ -9,6 +13,7 @@
 #include "cli/output_paths.h"
 #include "tools/flip_sky.h"
 #include "tools/messages.h"
+#include "tools/make_sky.h"
 #include "tools/sky_file.h"
 
 namespace vellmark::cli {
@@ -63,6 +68,31 @@ int runSkyFile(ProgramHost& host, const SkyFileArgs& a) {
   return 0;
 }
 
+struct SkyArgs {
+  std::string picture, outputDir, name, preview;
+  std::optional<std::uint32_t> horizon, band;
+};
+
+int runSky(ProgramHost& host, const SkyArgs& a) {
+  SkyRequest request;
+  request.picture = a.picture;
+  if (!a.preview.empty()) request.preview = a.preview;
+  request.outputPrefix = asPrefix(prepareOutputFolder(a.outputDir));
+  // NAME: the picture's file name up to its last dot, unless given.
+  std::string name = a.name;
+  if (name.empty()) {
+    const std::string file = std::filesystem::path(a.picture).filename().string();
+    name = file.substr(0, std::min(file.rfind('.'), file.size()));
+  }
+  if (name.empty() || name.find_first_of("/\\") != std::string::npos)
+    throw Error(ErrorKind::Argument, "--name must be a plain file name, not '" + name + "'");
+  request.name = name;
+  request.framing = {a.horizon, a.band};
+  request.threads = defaultThreadCount();
+  host.print(makeSky(request) + "\n");
+  return 0;
+}
+
 }  // namespace
 
 void addSkyCommands(CLI::App& app, Registry& registry) {
@@ -88,6 +118,24 @@ void addSkyCommands(CLI::App& app, Registry& registry) {
   sub->add_option("SKY_TGA", s->sky, "the 4800 x 320 main sky image")->required();
   sub->add_option("OUTPUT_DIR", s->outputDir, "the folder NAME.sky goes into (made when missing)")->required();
   registry.push_back({sub, [s](ProgramHost& h) { return runSkyFile(h, *s); }});
+
+  auto k = std::make_shared<SkyArgs>();
+  sub = addSubcommand(app, "sky", nullptr, "any picture to a .sky file",
+                      "Makes OUTPUT_DIR/NAME.sky from a PNG, JPEG, BMP or TGA picture. A 2:1 picture is taken as an "
+                      "equirectangular panorama: the sky is the band above the horizon (the middle row, or "
+                      "--horizon), width / 15 rows high so that its angles stay square (or --band rows), wrapped "
+                      "across the 360-degree seam. Any other picture is scaled whole to 4800 x 320. The 512 x 35 "
+                      "preview is made from the sky unless --preview gives one. NAME is the picture's name "
+                      "without its extension unless --name gives it.",
+                      "vellmark sky --horizon 1100 alps_panorama.jpg skies/");
+  sub->add_option("PICTURE", k->picture, "the picture or 2:1 panorama")->required();
+  sub->add_option("OUTPUT_DIR", k->outputDir, "the folder NAME.sky goes into (made when missing)")->required();
+  sub->add_option("--name", k->name, "the sky file's name, without .sky");
+  sub->add_option("--preview", k->preview, "the preview picture (a 512 x 35 TGA is stored as it is)")
+      ->type_name("PICTURE");
+  sub->add_option("--horizon", k->horizon, "the panorama's horizon row, counted from the top")->type_name("ROW");
+  sub->add_option("--band", k->band, "rows above the horizon that become the sky")->type_name("ROWS");
+  registry.push_back({sub, [k](ProgramHost& h) { return runSky(h, *k); }});
 }
 
 }  // namespace vellmark::cli

@@ -30,7 +30,8 @@ std::string wrapText(const std::string& text, std::size_t width);
 
 void addImageCommands(CLI::App& app, Registry& registry);    // btc2tga, tga2btc, xpr2tga
 void addCourseCommands(CLI::App& app, Registry& registry);   // extract, panorama, raw-panorama
-void addSkyCommands(CLI::App& app, Registry& registry);      // flip-sky, sky-file
+void addSkyCommands(CLI::App& app, Registry& registry);      // flip-sky, sky-file, sky
+void addContactSheetCommand(CLI::App& app, Registry& registry);  // contact-sheet
 void addMeshCommand(CLI::App& app, Registry& registry);      // mesh
 void addArchiveCommands(CLI::App& app, Registry& registry);  // list, unpack, pack
 void addConvertCommand(CLI::App& app, Registry& registry);   // convert

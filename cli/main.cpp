@@ -68,6 +68,7 @@ int main(int argc, char** argv) {
   addSkyCommands(app, registry);
   addMeshCommand(app, registry);
   addArchiveCommands(app, registry);
+  addContactSheetCommand(app, registry);
   addConvertCommand(app, registry);
   // Listed for the help text but answered before parsing: CLI11 would take the topic for the
   // subcommand to run.

@@ -23,7 +23,7 @@ TEST(ProgramInputs, NoSubcommandReadsAFolderAFifoOrADevice) {
       {"flip-sky", {"-o", out, "IN"}}, {"sky-file", {"IN", "IN", out}}, {"mesh", {"IN", out}},
       {"extract", {"IN", out}}, {"panorama", {"IN", out}}, {"raw-panorama", {"IN", out}}, {"list", {"IN"}},
       {"unpack", {"IN", out}}, {"pack", {"--order", "IN", dir.file("members"), out + ".arc"}},
-      {"convert", {"IN", out + ".png"}}};
+      {"convert", {"IN", out + ".png"}}, {"sky", {"IN", out}}, {"contact-sheet", {"IN", out + ".png"}}};
   std::istringstream names(runCli({"--list-subcommands"}).out);
   for (std::string name; names >> name;) {
     SCOPED_TRACE(name);

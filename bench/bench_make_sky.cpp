@@ -1,0 +1,70 @@
+// sky from an 8192 x 4096 JPEG panorama against ImageMagick scaling the same JPEG to
+// 4800 x 320 and 512 x 35 followed by sky-file, each as the program a modder would run.
+// Needs ImageMagick's convert (bench/packages.txt). Run: bench/run.sh bench_make_sky
+#include <benchmark/benchmark.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+using namespace std::string_literals;
+namespace fs = std::filesystem;
+
+namespace {
+
+int run(std::vector<std::string> args) {
+  std::vector<char*> argv;
+  for (auto& a : args) argv.push_back(a.data());
+  argv.push_back(nullptr);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    execvp(argv[0], argv.data());
+    _exit(127);
+  }
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// The panorama: the bundled 2048 x 1024 sky photograph enlarged to 8192 x 4096.
+const fs::path& folder() {
+  static const fs::path dir = [] {
+    const fs::path d = fs::temp_directory_path() / ("vellmark-bench-sky-" + std::to_string(::getpid()));
+    fs::create_directories(d);
+    run({"convert", VELLMARK_TEST_DATA_DIR "/media/sunflowers_puresky_2k_jfif_baseline444.jpg", "-resize",
+         "8192x4096!", "-quality", "92", (d / "pano.jpg").string()});
+    return d;
+  }();
+  return dir;
+}
+
+void BM_VellmarkSky(benchmark::State& state) {
+  const std::string out = (folder() / "ours").string();
+  for (auto _ : state)
+    if (run({VELLMARK_CLI_PATH, "-q", "sky", (folder() / "pano.jpg").string(), out}) != 0)
+      state.SkipWithError("sky failed");
+}
+BENCHMARK(BM_VellmarkSky)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
+
+void BM_ImageMagickThenSkyFile(benchmark::State& state) {
+  const std::string sky = (folder() / "pano.tga").string(), preview = (folder() / "preview.tga").string();
+  for (auto _ : state) {
+    const bool ok = run({"convert", (folder() / "pano.jpg").string(), "-resize", "4800x320!", "-alpha", "on", sky}) == 0 &&
+                    run({"convert", sky, "-resize", "512x35!", "-alpha", "on", preview}) == 0 &&
+                    run({VELLMARK_CLI_PATH, "-q", "sky-file", preview, sky, (folder() / "theirs").string()}) == 0;
+    if (!ok) state.SkipWithError("ImageMagick or sky-file failed");
+  }
+}
+BENCHMARK(BM_ImageMagickThenSkyFile)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  std::error_code ec;
+  fs::remove_all(folder(), ec);
+}
