@@ -5,6 +5,7 @@
 #include "archive/archive_members.h"
 #include "archive/listing_text.h"
 #include "base/error.h"
+#include "base/file_names.h"
 #include "base/ordered_parallel.h"
 #include "cli/commands.h"
 #include "cli/progress.h"
@@ -34,8 +35,13 @@ struct UnpackArgs {
 int runUnpack(ProgramHost& host, const UnpackArgs& a) {
   if (!a.convert.empty() && a.convert != "tga" && a.convert != "png")
     fail(ErrorKind::Argument, "--convert takes tga or png, not '" + a.convert + "'");
-  const UnpackReport report =
-      unpackArchive(host, InputFile(a.archive), a.folder, !a.convert.empty(), a.convert == "png");
+  Progress progress(!host.quiet(), 0);
+  const UnpackReport report = unpackArchive(host, InputFile(a.archive), a.folder, !a.convert.empty(),
+                                            a.convert == "png", [&](std::size_t done, std::size_t total, const std::string& name) {
+                                              progress.setTotal(total);
+                                              progress.show(done, printableName(name));
+                                            });
+  progress.clear();
   for (const auto& line : report.problems) host.printError("vellmark: " + line + "\n");
   host.print("members: " + std::to_string(report.written) + " written, " + std::to_string(report.converted) +
              " converted, " + std::to_string(report.refused) + " refused, " + std::to_string(report.failed) +
@@ -55,11 +61,11 @@ int runPack(ProgramHost& host, const PackArgs& a) {
   Progress progress(!host.quiet(), 0);
   options.onMember = [&](std::size_t done, std::size_t total, const std::string& name) {
     progress.setTotal(total);
-    progress.show(done, name);
+    progress.show(done, printableName(name));
   };
   const PackReport report = packFolder(a.folder, a.archive, options);
   progress.clear();
-  for (const auto& name : report.skipped) host.printError("vellmark: skipped '" + name + "': not a regular file\n");
+  for (const auto& name : report.skipped) host.printError("vellmark: skipped '" + printableName(name) + "': not a regular file\n");
   host.print(std::to_string(report.members) + " members packed into " + a.archive + "\n");
   return 0;
 }

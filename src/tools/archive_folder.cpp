@@ -72,7 +72,7 @@ namespace {
 
 // The writing half of both unpacks; `memberAt` decides member i in memory.
 UnpackReport writeMembers(Host& host, std::size_t count, const std::function<UnpackedMember(std::size_t)>& memberAt,
-                          const std::string& folder) {
+                          const std::string& folder, const MemberProgress& onMember = {}) {
   const fs::path out(folder);
   std::error_code ec;
   fs::create_directories(out, ec);
@@ -81,6 +81,7 @@ UnpackReport writeMembers(Host& host, std::size_t count, const std::function<Unp
   UnpackReport report;
   for (std::size_t i = 0; i < count; ++i) {
     const UnpackedMember m = memberAt(i);
+    if (onMember) onMember(i + 1, count, m.name);
     if (m.status == UnpackedMember::Status::Refused) {
       ++report.refused;
       report.problems.push_back(memberLabel(m) + " refused: " + m.problem);
@@ -129,12 +130,12 @@ UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder,
 }
 
 UnpackReport unpackArchive(Host& host, const InputFile& archive, const std::string& folder, bool convert,
-                           bool picturesAsPng) {
+                           bool picturesAsPng, const MemberProgress& onMember) {
   const ArchiveUnpacker unpacker(readCourseArchiveDirectory(archive), convert, picturesAsPng);
   return writeMembers(
       host, unpacker.memberCount(),
       [&](std::size_t i) { return unpacker.member(i, readMemberData(archive, unpacker.directory().records[i])); },
-      folder);
+      folder, onMember);
 }
 
 PackReport packFolder(const std::string& folder, const std::string& archivePath, const PackOptions& options) {

@@ -33,10 +33,13 @@ struct UnpackReport {
 // then), Error(Io) when the folder cannot be made.
 UnpackReport unpackArchive(Host& host, Bytes archive, const std::string& folder, bool convert,
                            bool picturesAsPng = false);
+// Called after each member of an unpack or a pack, with the count so far, the total and the name.
+using MemberProgress = std::function<void(std::size_t done, std::size_t total, const std::string& name)>;
+
 // The same for an archive on disk, read one member at a time: memory holds about one member
 // (compressed and inflated), whatever the archive's size.
 UnpackReport unpackArchive(Host& host, const InputFile& archive, const std::string& folder, bool convert,
-                           bool picturesAsPng = false);
+                           bool picturesAsPng = false, const MemberProgress& onMember = {});
 
 struct PackReport {
   std::size_t members = 0;
@@ -46,8 +49,7 @@ struct PackReport {
 struct PackOptions {
   std::optional<std::string> orderFile;
   unsigned threads = 1;  // members compressed at once; the archive's bytes do not depend on it
-  // Called after each member is written, with the count so far, the total and the name.
-  std::function<void(std::size_t done, std::size_t total, const std::string& name)> onMember;
+  MemberProgress onMember;
 };
 
 // Packs the regular files of `folder` (not its subfolders, nor symbolic links) into a course
