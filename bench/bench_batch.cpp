@@ -1,7 +1,6 @@
 // One batch run of the program over 500 small BTC textures against 500 separate runs, one
 // per texture, as a shell loop does them. Run: bench/run.sh bench_batch
 #include <benchmark/benchmark.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -11,8 +10,10 @@
 #include "base/file_io.h"
 #include "btc/btc_file_writer.h"
 #include "course_fixture.h"
+#include "run_program.h"
 
 using namespace vellmark;
+using vellmark::bench::runProgram;
 namespace fs = std::filesystem;
 
 namespace {
@@ -41,38 +42,22 @@ std::vector<std::string> inputs() {
   return files;
 }
 
-int run(std::vector<std::string> args) {
-  std::vector<char*> argv;
-  std::string program = VELLMARK_CLI_PATH;
-  argv.push_back(program.data());
-  for (auto& a : args) argv.push_back(a.data());
-  argv.push_back(nullptr);
-  const pid_t pid = fork();
-  if (pid == 0) {
-    execv(argv[0], argv.data());
-    _exit(127);
-  }
-  int status = 0;
-  waitpid(pid, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 void BM_SeparateRuns(benchmark::State& state) {
   const auto files = inputs();
   const fs::path out = inputFolder() / "separate";
   fs::create_directories(out);
   for (auto _ : state)
     for (int i = 0; i < kFiles; ++i)
-      if (run({"-q", "btc2tga", files[i], (out / ("t" + std::to_string(i) + ".tga")).string()}) != 0)
+      if (runProgram({VELLMARK_CLI_PATH, "-q", "btc2tga", files[i], (out / ("t" + std::to_string(i) + ".tga")).string()}) != 0)
         state.SkipWithError("a run failed");
 }
 BENCHMARK(BM_SeparateRuns)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
 void BM_OneBatch(benchmark::State& state) {
-  std::vector<std::string> args{"-q", "btc2tga", "-o", (inputFolder() / "batch").string()};
+  std::vector<std::string> args{VELLMARK_CLI_PATH, "-q", "btc2tga", "-o", (inputFolder() / "batch").string()};
   for (const auto& f : inputs()) args.push_back(f);
   for (auto _ : state)
-    if (run(args) != 0) state.SkipWithError("the batch failed");
+    if (runProgram(args) != 0) state.SkipWithError("the batch failed");
   for (int i = 0; i < kFiles; i += 97)
     if (readWholeFile((inputFolder() / "batch" / ("t" + std::to_string(i) + ".tga")).string()) !=
         readWholeFile((inputFolder() / "separate" / ("t" + std::to_string(i) + ".tga")).string()))

@@ -2,38 +2,25 @@
 // 4800 x 320 and 512 x 35 followed by sky-file, each as the program a modder would run.
 // Needs ImageMagick's convert (bench/packages.txt). Run: bench/run.sh bench_make_sky
 #include <benchmark/benchmark.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <string>
 #include <vector>
 
-using namespace std::string_literals;
+#include "run_program.h"
+
+using vellmark::bench::runProgram;
 namespace fs = std::filesystem;
 
 namespace {
-
-int run(std::vector<std::string> args) {
-  std::vector<char*> argv;
-  for (auto& a : args) argv.push_back(a.data());
-  argv.push_back(nullptr);
-  const pid_t pid = fork();
-  if (pid == 0) {
-    execvp(argv[0], argv.data());
-    _exit(127);
-  }
-  int status = 0;
-  waitpid(pid, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
 
 // The panorama: the bundled 2048 x 1024 sky photograph enlarged to 8192 x 4096.
 const fs::path& folder() {
   static const fs::path dir = [] {
     const fs::path d = fs::temp_directory_path() / ("vellmark-bench-sky-" + std::to_string(::getpid()));
     fs::create_directories(d);
-    run({"convert", VELLMARK_TEST_DATA_DIR "/media/sunflowers_puresky_2k_jfif_baseline444.jpg", "-resize",
+    runProgram({"convert", VELLMARK_TEST_DATA_DIR "/media/sunflowers_puresky_2k_jfif_baseline444.jpg", "-resize",
          "8192x4096!", "-quality", "92", (d / "pano.jpg").string()});
     return d;
   }();
@@ -43,7 +30,7 @@ const fs::path& folder() {
 void BM_VellmarkSky(benchmark::State& state) {
   const std::string out = (folder() / "ours").string();
   for (auto _ : state)
-    if (run({VELLMARK_CLI_PATH, "-q", "sky", (folder() / "pano.jpg").string(), out}) != 0)
+    if (runProgram({VELLMARK_CLI_PATH, "-q", "sky", (folder() / "pano.jpg").string(), out}) != 0)
       state.SkipWithError("sky failed");
 }
 BENCHMARK(BM_VellmarkSky)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
@@ -51,9 +38,9 @@ BENCHMARK(BM_VellmarkSky)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterati
 void BM_ImageMagickThenSkyFile(benchmark::State& state) {
   const std::string sky = (folder() / "pano.tga").string(), preview = (folder() / "preview.tga").string();
   for (auto _ : state) {
-    const bool ok = run({"convert", (folder() / "pano.jpg").string(), "-resize", "4800x320!", "-alpha", "on", sky}) == 0 &&
-                    run({"convert", sky, "-resize", "512x35!", "-alpha", "on", preview}) == 0 &&
-                    run({VELLMARK_CLI_PATH, "-q", "sky-file", preview, sky, (folder() / "theirs").string()}) == 0;
+    const bool ok = runProgram({"convert", (folder() / "pano.jpg").string(), "-resize", "4800x320!", "-alpha", "on", sky}) == 0 &&
+                    runProgram({"convert", sky, "-resize", "512x35!", "-alpha", "on", preview}) == 0 &&
+                    runProgram({VELLMARK_CLI_PATH, "-q", "sky-file", preview, sky, (folder() / "theirs").string()}) == 0;
     if (!ok) state.SkipWithError("ImageMagick or sky-file failed");
   }
 }
