@@ -22,14 +22,14 @@ constexpr int kFiles = 500;
 
 const fs::path& inputFolder() {
   static const fs::path folder = [] {
-    const fs::path dir = fs::temp_directory_path() / ("vellmark-bench-batch-" + std::to_string(::getpid()));
+    const fs::path dir = fs::temp_directory_path() / bench::numbered("vellmark-bench-batch-", ::getpid());
     fs::create_directories(dir / "in");
     const auto sky = bench::readDataFile("sky/sky_4800x320_bottom.tga.gz");
     for (int i = 0; i < kFiles; ++i) {
       // 64 x 64 crops along the sky strip, so that the files differ.
       const auto tga = bench::cropTga(sky, 4800, (i * 9) % (4800 - 64), (i * 5) % (320 - 64), 64, 64);
       const auto btc = makeBtcFile(readTgaImage(tga, "crop"));
-      (void)writeWholeFile((dir / "in" / ("t" + std::to_string(i) + ".btc")).string(), btc);
+      (void)writeWholeFile((dir / "in" / bench::numbered("t", i, ".btc")).string(), btc);
     }
     return dir;
   }();
@@ -38,7 +38,7 @@ const fs::path& inputFolder() {
 
 std::vector<std::string> inputs() {
   std::vector<std::string> files;
-  for (int i = 0; i < kFiles; ++i) files.push_back((inputFolder() / "in" / ("t" + std::to_string(i) + ".btc")).string());
+  for (int i = 0; i < kFiles; ++i) files.push_back((inputFolder() / "in" / bench::numbered("t", i, ".btc")).string());
   return files;
 }
 
@@ -48,7 +48,7 @@ void BM_SeparateRuns(benchmark::State& state) {
   fs::create_directories(out);
   for (auto _ : state)
     for (int i = 0; i < kFiles; ++i)
-      if (runProgram({VELLMARK_CLI_PATH, "-q", "btc2tga", files[i], (out / ("t" + std::to_string(i) + ".tga")).string()}) != 0)
+      if (runProgram({VELLMARK_CLI_PATH, "-q", "btc2tga", files[i], (out / bench::numbered("t", i, ".tga")).string()}) != 0)
         state.SkipWithError("a run failed");
 }
 BENCHMARK(BM_SeparateRuns)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
@@ -59,8 +59,8 @@ void BM_OneBatch(benchmark::State& state) {
   for (auto _ : state)
     if (runProgram(args) != 0) state.SkipWithError("the batch failed");
   for (int i = 0; i < kFiles; i += 97)
-    if (readWholeFile((inputFolder() / "batch" / ("t" + std::to_string(i) + ".tga")).string()) !=
-        readWholeFile((inputFolder() / "separate" / ("t" + std::to_string(i) + ".tga")).string()))
+    if (readWholeFile((inputFolder() / "batch" / bench::numbered("t", i, ".tga")).string()) !=
+        readWholeFile((inputFolder() / "separate" / bench::numbered("t", i, ".tga")).string()))
       state.SkipWithError("the batch wrote other bytes than the separate runs");
 }
 BENCHMARK(BM_OneBatch)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);

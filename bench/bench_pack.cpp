@@ -25,7 +25,7 @@ constexpr std::size_t kMemberBytes = 6u << 20;
 // pixels repeated, which compress about 3:1.
 const fs::path& memberFolder() {
   static const fs::path folder = [] {
-    const fs::path dir = fs::temp_directory_path() / ("vellmark-bench-pack-" + std::to_string(::getpid()));
+    const fs::path dir = fs::temp_directory_path() / bench::numbered("vellmark-bench-pack-", ::getpid());
     fs::create_directories(dir / "in");
     const auto sky = bench::readDataFile("sky/sky_4800x320_bottom.tga.gz");
     std::mt19937_64 random(7);
@@ -39,7 +39,7 @@ const fs::path& memberFolder() {
       } else {
         for (std::size_t k = 0; k < data.size(); ++k) data[k] = sky[(k + std::size_t(i) * 4099) % sky.size()];
       }
-      std::ofstream(dir / "in" / ("m" + std::to_string(1000 + i) + ".bin"), std::ios::binary)
+      std::ofstream(dir / "in" / bench::numbered("m", 1000 + i, ".bin"), std::ios::binary)
           .write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
     }
     return dir;
@@ -50,7 +50,7 @@ const fs::path& memberFolder() {
 void BM_Pack(benchmark::State& state) {
   const unsigned threads = static_cast<unsigned>(state.range(0));
   const fs::path& dir = memberFolder();
-  const std::string archive = (dir / ("threads" + std::to_string(threads) + ".arc")).string();
+  const std::string archive = (dir / bench::numbered("threads", threads, ".arc")).string();
   for (auto _ : state) packFolder((dir / "in").string(), archive, {std::nullopt, threads, {}});
   const std::string single = (dir / "threads1.arc").string();
   if (threads != 1 && fs::exists(single) && readWholeFile(single) != readWholeFile(archive))

@@ -24,6 +24,15 @@
 
 namespace vellmark::bench {
 
+// stem + n + extension, built by appending: GCC 12 warns falsely (-Wrestrict) on
+// "literal" + std::string at -O2.
+inline std::string numbered(const char* stem, long n, const char* extension = "") {
+  std::string name = stem;
+  name += std::to_string(n);
+  name += extension;
+  return name;
+}
+
 inline std::vector<std::uint8_t> readDataFile(const std::string& relative) {
   const std::string path = std::string(VELLMARK_TEST_DATA_DIR) + "/" + relative;
   std::ifstream in(path, std::ios::binary);
