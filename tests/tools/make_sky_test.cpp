@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
+
 #include "archive/archive_members.h"
+#include "base/tga.h"
 #include "image/image_file.h"
 #include "support/test_support.h"
 #include "tools/contact_sheet_tool.h"
@@ -40,6 +44,37 @@ TEST(MakeSky, TheExactPicturesGiveTheSkyFileToolsFile) {
 
   request.framing.horizon = 60;  // no room for the 68 rows of a 1024-wide panorama above it
   EXPECT_THROW(makeSky(request), Error);
+}
+
+// A 2:1 panorama stitched from the real sky: the left half of the strip and its mirror image,
+// which join without a seam, with the strip's top row repeated above it and its bottom row
+// below. Scaled, tiled and packed, the sky's first and last columns differ no more than
+// neighbouring columns do on average.
+TEST(MakeSky, APanoramaGivesASkyWithoutASeam) {
+  const Image strip = readTgaImage(loadData("sky/sky_4800x320_top.tga.gz"), "sky");
+  std::vector<std::uint8_t> pixels;
+  for (int y = 0; y < 2400; ++y) {
+    const auto* from = &strip.pixels[std::size_t(std::clamp(y - 880, 0, 319)) * 4800 * 4];
+    pixels.insert(pixels.end(), from, from + 2400 * 4);
+    for (int x = 2399; x >= 0; --x) pixels.insert(pixels.end(), from + x * 4, from + x * 4 + 4);
+  }
+  ScratchDir dir;
+  writeFile(dir.file("pano.tga"), makeTgaImage(4800, 2400, pixels));
+  const auto sky = readFile(makeSky({dir.file("pano.tga"), std::nullopt, dir.prefix(), "pano", {}, 2}));
+
+  const ArchiveUnpacker unpacker(sky, false);
+  const auto first = unpacker.member(0), last = unpacker.member(18);  // columns 0-255 and 4608-4799 of rows 0-255
+  ASSERT_EQ(first.name, "_s_k_y_1.tga");
+  ASSERT_EQ(last.name, "_s_k_y_19.tga");
+  auto at = [](const UnpackedMember& tile, int x, int y, int c) { return int(tile.data.data()[18 + (std::size_t(y) * 256 + x) * 4 + c]); };
+  double seam = 0, neighbours = 0;
+  for (int y = 0; y < 256; ++y)
+    for (int c = 0; c < 3; ++c) {
+      seam += std::abs(at(first, 0, y, c) - at(last, 191, y, c));
+      for (int x = 0; x < 255; ++x) neighbours += std::abs(at(first, x, y, c) - at(first, x + 1, y, c)) / 255.0;
+    }
+  EXPECT_GT(neighbours, 0);
+  EXPECT_LE(seam, neighbours);
 }
 
 TEST(ContactSheetTool, DrawsEveryPictureMemberOfTheSampleCourse) {
