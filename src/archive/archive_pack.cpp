@@ -23,6 +23,14 @@ PackedMember packMember(const std::string& name, Bytes data) {
   return {compressMember(data), static_cast<std::uint32_t>(data.size())};
 }
 
+PackedMember packMemberFrom(const std::string& name, std::uint64_t size,
+                            const std::function<std::size_t(std::uint8_t*, std::size_t)>& read) {
+  if (size > std::numeric_limits<std::uint32_t>::max())
+    fail(ErrorKind::Unsupported, "member '" + name + "' of " + std::to_string(size) +
+                                     " bytes is larger than a course archive can record");
+  return {compressMemberFrom(static_cast<std::uint32_t>(size), read), static_cast<std::uint32_t>(size)};
+}
+
 void ArchivePacker::add(const std::string& name, const PackedMember& member) {
   checkPackName(name);
   if (std::find(names_.begin(), names_.end(), name) != names_.end())

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +28,9 @@ struct PackedMember {
 // Compresses one member; independent of every other, so members may be compressed on
 // several threads. Error(Unsupported) for data above the format's 32-bit sizes.
 PackedMember packMember(const std::string& name, Bytes data);
+// The same for a member of `size` bytes handed over in pieces (see compressMemberFrom).
+PackedMember packMemberFrom(const std::string& name, std::uint64_t size,
+                            const std::function<std::size_t(std::uint8_t*, std::size_t)>& read);
 
 // The directory side of packing: names checked and kept unique, sizes within the format.
 // The members' compressed bytes go wherever the caller writes them, one after another

@@ -28,6 +28,41 @@ std::vector<std::uint8_t> compressMember(std::span<const std::uint8_t> data) {
   return out;
 }
 
+std::vector<std::uint8_t> compressMemberFrom(std::uint32_t size,
+                                             const std::function<std::size_t(std::uint8_t*, std::size_t)>& read) {
+  const std::uint64_t room = compressionBufferSize(size);
+  if (room > std::numeric_limits<uInt>::max() || room > std::numeric_limits<std::size_t>::max())
+    fail(ErrorKind::Unsupported, "member of " + std::to_string(size) + " bytes is too large to compress");
+  std::vector<std::uint8_t> out(static_cast<std::size_t>(room));
+  z_stream stream{};
+  if (deflateInit(&stream, Z_DEFAULT_COMPRESSION) != Z_OK) throw std::bad_alloc();
+  stream.next_out = out.data();
+  stream.avail_out = static_cast<uInt>(out.size());
+  std::vector<std::uint8_t> piece(std::min<std::size_t>(size, std::size_t{1} << 20));
+  std::uint64_t left = size;
+  int status = Z_OK;
+  // As zlib's compress: no flush until the input has all been given, then Z_FINISH; a full
+  // buffer ends it where compress would have ended it.
+  do {
+    if (stream.avail_in == 0 && left > 0) {
+      const std::size_t got = read(piece.data(), static_cast<std::size_t>(std::min<std::uint64_t>(piece.size(), left)));
+      if (got == 0) {
+        deflateEnd(&stream);
+        fail(ErrorKind::Truncated, "member ended after " + std::to_string(size - left) + " of " +
+                                       std::to_string(size) + " bytes");
+      }
+      left -= got;
+      stream.next_in = piece.data();
+      stream.avail_in = static_cast<uInt>(got);
+    }
+    status = deflate(&stream, left > 0 ? Z_NO_FLUSH : Z_FINISH);
+  } while (status == Z_OK);
+  out.resize(stream.total_out);
+  deflateEnd(&stream);
+  out.shrink_to_fit();  // finished members wait for their turn; only what they hold should stay
+  return out;
+}
+
 HeapBytes HeapBytes::zeroed(std::size_t n) {
   HeapBytes out;
   out.data_.reset(static_cast<std::uint8_t*>(std::calloc(n ? n : 1, 1)));

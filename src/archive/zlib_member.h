@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <cstdlib>
 #include <memory>
 #include <span>
@@ -20,6 +21,14 @@ std::uint64_t compressionBufferSize(std::uint32_t n);
 // The result code is not examined: the buffer is cut to the length zlib reports, as the
 // game's archives were written.
 std::vector<std::uint8_t> compressMember(std::span<const std::uint8_t> data);
+
+// The same bytes for a member handed over in pieces, so that it never needs to be in memory
+// whole: `read(buffer, n)` fills at most n bytes and returns how many, and must deliver
+// exactly `size` bytes in all (Error(Truncated) when it stops short). zlib's output does not
+// depend on how its input is divided, so the stream equals compressMember's, cut at the
+// same buffer size.
+std::vector<std::uint8_t> compressMemberFrom(std::uint32_t size,
+                                             const std::function<std::size_t(std::uint8_t*, std::size_t)>& read);
 
 // Bytes in one block of the C heap: grown by realloc, which on the usual systems moves a
 // large block by remapping its pages instead of copying them, and zeroed by calloc, whose

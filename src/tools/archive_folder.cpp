@@ -8,6 +8,7 @@
 #include "archive/archive_pack.h"
 #include "base/file_io.h"
 #include "base/file_names.h"
+#include "base/input_file.h"
 #include "base/ordered_parallel.h"
 #include "tools/archive_file.h"
 #include "btc/btc_file.h"
@@ -138,6 +139,25 @@ UnpackReport unpackArchive(Host& host, const InputFile& archive, const std::stri
       folder, onMember);
 }
 
+namespace {
+
+// One member read in pieces and compressed; a symbolic link is refused rather than followed.
+PackedMember packFile(const std::string& path, const std::string& name) {
+  std::error_code ec;
+  if (fs::is_symlink(fs::symlink_status(path, ec)))
+    fail(ErrorKind::Io, "cannot open input file '" + path + "': a symbolic link, not a file");
+  const InputFile file(path);
+  std::uint64_t at = 0;
+  return packMemberFrom(name, file.size(), [&](std::uint8_t* buffer, std::size_t n) {
+    const auto piece = file.readAt(at, n);
+    std::copy(piece.begin(), piece.end(), buffer);
+    at += piece.size();
+    return piece.size();
+  });
+}
+
+}  // namespace
+
 PackReport packFolder(const std::string& folder, const std::string& archivePath, const PackOptions& options) {
   const fs::path in(folder);
   std::error_code ec;
@@ -167,17 +187,17 @@ PackReport packFolder(const std::string& folder, const std::string& archivePath,
   ArchivePacker packer;
   OutputFile out(archivePath);
   bool written = out.write(packer.layout().headerBytes());
-  // Two members ahead per thread: enough to keep the threads busy, few enough that memory
-  // stays near a few members of compressed data.
+  // One member in hand per thread: each is read in pieces and held only compressed, so memory
+  // stays near one compressed member per thread.
   runOrdered(
       names.size(), options.threads,
-      [&](std::size_t i) { return packMember(names[i], readWholeFile((in / names[i]).string(), Links::Refuse)); },
+      [&](std::size_t i) { return packFile((in / names[i]).string(), names[i]); },
       [&](std::size_t i, PackedMember member) {
         packer.add(names[i], member);
         written = written && out.write(member.compressed);
         if (options.onMember) options.onMember(i + 1, names.size(), names[i]);
       },
-      2);
+      1);
   written = written && out.write(packer.layout().directoryBytes()) && out.writeAt(0, packer.layout().headerBytes());
   if (!written || !out.commit()) fail(ErrorKind::Io, "cannot write the archive '" + archivePath + "'");
   report.members = packer.memberCount();
