@@ -42,26 +42,61 @@ void requirePngComplete(Bytes file, const std::string& what) {
   }
 }
 
-// JPEG: the marker segments up to the first scan, then an end-of-image marker somewhere after
-// it (entropy-coded data stuffs every 0xFF, so FF D9 there is the real marker).
-void requireJpegComplete(Bytes file, const std::string& what) {
-  ByteReader reader(file, what);
-  reader.skip(2);  // SOI
-  for (;;) {
-    std::uint8_t marker = reader.u8();
-    if (marker != 0xFF) fail(ErrorKind::Corrupt, what + ": no JPEG marker at offset " + std::to_string(reader.position() - 1));
-    while (marker == 0xFF) marker = reader.u8();  // fill bytes
-    if (marker == 0x01 || (marker >= 0xD0 && marker <= 0xD8)) continue;  // markers without a length
-    const std::uint16_t length = static_cast<std::uint16_t>((reader.u8() << 8) | reader.u8());
-    if (length < 2) fail(ErrorKind::Corrupt, what + ": JPEG segment length " + std::to_string(length));
-    reader.skip(length - 2u);
-    if (marker == 0xDA) break;  // SOS
+// stb builds a Huffman table into 257 entries without checking that the table's 16 code
+// counts add up to at most 256; a table that claims more would be written past them.
+void requireSaneHuffmanTables(Bytes segment, const std::string& what) {
+  for (std::size_t at = 0; at < segment.size();) {
+    if (segment.size() - at < 17) fail(ErrorKind::Corrupt, what + ": a JPEG Huffman table is cut short");
+    unsigned codes = 0;
+    for (std::size_t i = 1; i <= 16; ++i) codes += segment[at + i];
+    if (codes > 256)
+      fail(ErrorKind::Corrupt, what + ": a JPEG Huffman table of " + std::to_string(codes) + " codes (at most 256)");
+    at += 17 + codes;
+    if (at > segment.size()) fail(ErrorKind::Corrupt, what + ": a JPEG Huffman table is cut short");
   }
-  const Bytes rest = file.subspan(reader.position());
-  for (std::size_t i = 0; i + 1 < rest.size(); ++i)
-    if (rest[i] == 0xFF && rest[i + 1] == 0xD9) return;
-  fail(ErrorKind::Truncated, what + " is truncated: the JPEG data ends without its end-of-image marker");
 }
+
+// JPEG: every marker segment, those between the scans of a progressive file included, up to
+// the end-of-image marker (inside entropy-coded data every 0xFF is stuffed with 0x00 or
+// starts a restart marker, so any other FF xx is a real marker). Huffman tables are checked
+// on the way. With `requireEnd` false the walk only looks for bad tables, reading markers
+// where stb would, and stops quietly where the data ends: it runs before stb reads the
+// headers at all.
+void walkJpeg(Bytes file, const std::string& what, bool requireEnd) {
+  const auto stop = [&](ErrorKind kind, const std::string& message) {
+    if (requireEnd) fail(kind, message);
+  };
+  const std::string truncated = what + " is truncated: the JPEG data ends without its end-of-image marker";
+  std::size_t at = 2;  // after the start-of-image marker
+  bool scanned = false;
+  for (;;) {
+    if (scanned)
+      while (at + 1 < file.size() &&
+             !(file[at] == 0xFF && file[at + 1] != 0x00 && !(file[at + 1] >= 0xD0 && file[at + 1] <= 0xD7)))
+        ++at;
+    if (at >= file.size()) return stop(ErrorKind::Truncated, truncated);
+    if (file[at] != 0xFF) {
+      if (requireEnd) fail(ErrorKind::Corrupt, what + ": no JPEG marker at offset " + std::to_string(at));
+      // stb skips to the next 0xFF and reads a marker there, so the look for bad tables does too.
+      while (at < file.size() && file[at] != 0xFF) ++at;
+      continue;
+    }
+    while (at < file.size() && file[at] == 0xFF) ++at;  // fill bytes
+    if (at >= file.size()) return stop(ErrorKind::Truncated, truncated);
+    const std::uint8_t marker = file[at++];
+    if (marker == 0xD9) return scanned ? void() : stop(ErrorKind::Corrupt, what + ": the JPEG data ends before any scan");
+    if (marker == 0x01 || (marker >= 0xD0 && marker <= 0xD8)) continue;  // markers without a length
+    if (file.size() - at < 2) return stop(ErrorKind::Truncated, truncated);
+    const std::size_t length = std::size_t{file[at]} << 8 | file[at + 1];
+    if (length < 2) return stop(ErrorKind::Corrupt, what + ": JPEG segment length " + std::to_string(length));
+    if (file.size() - at < length) return stop(ErrorKind::Truncated, truncated);
+    if (marker == 0xC4) requireSaneHuffmanTables(file.subspan(at + 2, length - 2), what);
+    at += length;
+    if (marker == 0xDA) scanned = true;
+  }
+}
+
+void requireJpegComplete(Bytes file, const std::string& what) { walkJpeg(file, what, true); }
 
 // BMP: the pixel rows of the uncompressed layouts stb reads, from the header's data offset.
 void requireBmpComplete(Bytes file, const std::string& what) {
@@ -204,6 +239,7 @@ Image decodeImage(Bytes file, const std::string& what) {
   const int length = static_cast<int>(input.size());
 
   int width = 0, height = 0, channels = 0;
+  if (kind == ImageFileKind::Jpeg) walkJpeg(file, what, false);
   if (!stbi_info_from_memory(data, length, &width, &height, &channels)) {
     if (kind == ImageFileKind::Tga)
       fail(ErrorKind::Unsupported, what + ": " + kNoPicture);
