@@ -43,16 +43,18 @@ void requirePngComplete(Bytes file, const std::string& what) {
 }
 
 // stb builds a Huffman table into 257 entries without checking that the table's 16 code
-// counts add up to at most 256; a table that claims more would be written past them.
-void requireSaneHuffmanTables(Bytes segment, const std::string& what) {
+// counts add up to at most 256; a table that claims more would be written past them. In a
+// segment the file cuts short (`cut`), stb reads the counts that are there and zeros after
+// them, so those are checked too before the walk stops.
+void requireSaneHuffmanTables(Bytes segment, bool cut, const std::string& what) {
   for (std::size_t at = 0; at < segment.size();) {
-    if (segment.size() - at < 17) fail(ErrorKind::Corrupt, what + ": a JPEG Huffman table is cut short");
+    const std::size_t counts = std::min<std::size_t>(16, segment.size() - at - 1);
     unsigned codes = 0;
-    for (std::size_t i = 1; i <= 16; ++i) codes += segment[at + i];
+    for (std::size_t i = 1; i <= counts; ++i) codes += segment[at + i];
     if (codes > 256)
       fail(ErrorKind::Corrupt, what + ": a JPEG Huffman table of " + std::to_string(codes) + " codes (at most 256)");
     at += 17 + codes;
-    if (at > segment.size()) fail(ErrorKind::Corrupt, what + ": a JPEG Huffman table is cut short");
+    if (at > segment.size() && !cut) fail(ErrorKind::Corrupt, what + ": a JPEG Huffman table is cut short");
   }
 }
 
@@ -70,10 +72,15 @@ void walkJpeg(Bytes file, const std::string& what, bool requireEnd) {
   std::size_t at = 2;  // after the start-of-image marker
   bool scanned = false;
   for (;;) {
-    if (scanned)
-      while (at + 1 < file.size() &&
-             !(file[at] == 0xFF && file[at + 1] != 0x00 && !(file[at + 1] >= 0xD0 && file[at + 1] <= 0xD7)))
-        ++at;
+    // In entropy-coded data, 0xFF (with any fill bytes) before 0x00 or a restart marker is
+    // data; before anything else it starts the next marker.
+    while (scanned && at < file.size()) {
+      while (at < file.size() && file[at] != 0xFF) ++at;
+      std::size_t next = at;
+      while (next < file.size() && file[next] == 0xFF) ++next;
+      if (next >= file.size() || (file[next] != 0x00 && !(file[next] >= 0xD0 && file[next] <= 0xD7))) break;
+      at = next + 1;
+    }
     if (at >= file.size()) return stop(ErrorKind::Truncated, truncated);
     if (file[at] != 0xFF) {
       if (requireEnd) fail(ErrorKind::Corrupt, what + ": no JPEG marker at offset " + std::to_string(at));
@@ -89,8 +96,9 @@ void walkJpeg(Bytes file, const std::string& what, bool requireEnd) {
     if (file.size() - at < 2) return stop(ErrorKind::Truncated, truncated);
     const std::size_t length = std::size_t{file[at]} << 8 | file[at + 1];
     if (length < 2) return stop(ErrorKind::Corrupt, what + ": JPEG segment length " + std::to_string(length));
-    if (file.size() - at < length) return stop(ErrorKind::Truncated, truncated);
-    if (marker == 0xC4) requireSaneHuffmanTables(file.subspan(at + 2, length - 2), what);
+    const bool cut = file.size() - at < length;
+    if (marker == 0xC4) requireSaneHuffmanTables(file.subspan(at + 2, std::min(length, file.size() - at) - 2), cut, what);
+    if (cut) return stop(ErrorKind::Truncated, truncated);
     at += length;
     if (marker == 0xDA) scanned = true;
   }
