@@ -26,12 +26,12 @@ inline unsigned defaultThreadCount() {
 // Runs work(i) for every i below `count` and commit(i, std::move(result)) in increasing i on
 // the calling thread. With `threads` <= 1 it is the plain loop commit(i, work(i)) with no
 // thread started. Otherwise `threads` - 1 workers and the calling thread (between commits)
-// run the work, at most `aheadPerThread` x `threads` items ahead of the last commit, which
+// run the work, at most `window` items ahead of the last commit (8 x `threads` when 0), which
 // bounds the memory held by finished, uncommitted results. An exception from work(i) is rethrown when
 // item i would have been committed (later items' work may have run, their commits do
 // not); an exception from commit stops the workers and leaves.
 template <class Work, class Commit>
-void runOrdered(std::size_t count, unsigned threads, Work&& work, Commit&& commit, std::size_t aheadPerThread = 8) {
+void runOrdered(std::size_t count, unsigned threads, Work&& work, Commit&& commit, std::size_t window = 0) {
   using Result = decltype(work(std::size_t{}));
   if (threads <= 1 || count <= 1) {
     for (std::size_t i = 0; i < count; ++i) commit(i, work(i));
@@ -49,7 +49,7 @@ void runOrdered(std::size_t count, unsigned threads, Work&& work, Commit&& commi
   std::size_t next = 0;       // next item a worker takes
   std::size_t committed = 0;  // items committed so far
   bool stop = false;
-  const std::size_t window = std::size_t{threads} * std::max<std::size_t>(aheadPerThread, 1);
+  if (window == 0) window = std::size_t{threads} * 8;
 
   // Takes the next item if the window allows; call with the lock held.
   auto claim = [&](std::size_t& i) {

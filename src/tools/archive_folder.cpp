@@ -187,8 +187,9 @@ PackReport packFolder(const std::string& folder, const std::string& archivePath,
   ArchivePacker packer;
   OutputFile out(archivePath);
   bool written = out.write(packer.layout().headerBytes());
-  // One member in hand per thread: each is read in pieces and held only compressed, so memory
-  // stays near one compressed member per thread.
+  // One member in hand per thread and one more, so that a thread done with a small member can
+  // start the next while a large one is still being compressed; each is read in pieces and
+  // held only compressed, so memory stays near a compressed member per thread.
   runOrdered(
       names.size(), options.threads,
       [&](std::size_t i) { return packFile((in / names[i]).string(), names[i]); },
@@ -197,7 +198,7 @@ PackReport packFolder(const std::string& folder, const std::string& archivePath,
         written = written && out.write(member.compressed);
         if (options.onMember) options.onMember(i + 1, names.size(), names[i]);
       },
-      1);
+      std::size_t{options.threads} + 1);
   written = written && out.write(packer.layout().directoryBytes()) && out.writeAt(0, packer.layout().headerBytes());
   if (!written || !out.commit()) fail(ErrorKind::Io, "cannot write the archive '" + archivePath + "'");
   report.members = packer.memberCount();
