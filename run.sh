@@ -7,7 +7,7 @@ caller=$(pwd)
 root=$(cd "$(dirname "$0")" && pwd)
 cd "$root"
 
-scripts/install-deps.sh cmake ninja-build g++ zlib1g-dev libdeflate-dev libcli11-dev libstb-dev
+scripts/install-deps.sh cmake ninja-build g++ zlib1g-dev libdeflate-dev libcli11-dev libstb-dev libtinygltf-dev nlohmann-json3-dev
 
 if [ ! -f build/release/build.ninja ]; then
   cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release -DVELLMARK_BUILD_TESTS=OFF >/dev/null

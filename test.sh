@@ -7,7 +7,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 
-scripts/install-deps.sh cmake ninja-build g++ binutils zlib1g-dev libdeflate-dev libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libstb-dev help2man python3 pkgconf \
+scripts/install-deps.sh cmake ninja-build g++ binutils zlib1g-dev libdeflate-dev libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libstb-dev libtinygltf-dev nlohmann-json3-dev help2man python3 pkgconf \
   g++-mingw-w64-i686 binutils-mingw-w64-i686 mingw-w64-i686-dev libz-mingw-w64-dev zip unzip
 
 jobs=$(nproc)
