@@ -98,6 +98,13 @@ std::optional<MapTexture> decodeMapTexture(Bytes file) {
   if (!(descriptor & kTgaDescriptorTopFirstBit))
     flipRows(bgra.data(), static_cast<std::size_t>(width) * ((depth + 7) / 8), height);
 
+  return mapTextureFromPixels(width, height, bgra);
+}
+
+MapTexture mapTextureFromPixels(int width, int height, Bytes bgra) {
+  MapTexture t;
+  t.width = width;
+  t.height = height;
   QuantizedImage q = quantizeImage(width, height, bgra);
   for (int i = 0; i < 256; ++i) {
     t.palette[4 * i + 0] = q.palette[3 * i + 2];
@@ -108,6 +115,14 @@ std::optional<MapTexture> decodeMapTexture(Bytes file) {
   t.pixels = std::move(q.pixels);
   applyKeyColour(t);
   return t;
+}
+
+bool mapReaderTakesTga(Bytes file) {
+  if (file.size() < 18 || file[0] != 0) return false;  // no image ID
+  const std::uint8_t type = file[2], depth = file[16];
+  if (type == 2) return file[1] == 0 && (depth == 24 || depth == 32);
+  // Colour-mapped: the reader takes 256 entries of B, G, R from the first.
+  return type == 1 && file[1] == 1 && depth == 8 && loadU16(&file[3]) == 0 && loadU16(&file[5]) == 256 && file[7] == 24;
 }
 
 void halveMapTexture(MapTexture& t) {

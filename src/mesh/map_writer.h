@@ -43,6 +43,15 @@ struct MapTexture {
 // depth is 0 or above 32, or when a side exceeds 32767.
 std::optional<MapTexture> decodeMapTexture(Bytes file);
 
+// A texture from width x height pixels of B, G, R, A, top row first, through the quantizer
+// and the key-colour rule as the reader does with true-colour files.
+MapTexture mapTextureFromPixels(int width, int height, Bytes bgra);
+
+// Whether decodeMapTexture reads `file` as the TGA it is: uncompressed true colour of 24 or
+// 32 bits, or 8-bit indices into a 256-entry colour map of 24 bits, without an image ID.
+// The reader takes every other file as one of those too, and gets it wrong.
+bool mapReaderTakesTga(Bytes file);
+
 // Halves the level in place (integer halving of each side): each pixel becomes the palette
 // entry, searched over all 256, nearest to the rounded mean of its four source colours.
 void halveMapTexture(MapTexture& texture);
