@@ -1,11 +1,15 @@
-// mesh: a DirectX .x mesh to the game's geometry and texture files.
+// mesh: a DirectX .x mesh to the game's geometry and texture files, exactly as the game's
+// tool makes them; model: the same from .x or glTF models with textures in any format.
 #include <memory>
 
 #include "cli/commands.h"
 #include "cli/output_paths.h"
+#include "base/error.h"
 #include "base/input_file.h"
+#include "base/ordered_parallel.h"
 #include "base/paths.h"
 #include "tools/mesh_layer.h"
+#include "tools/convert_model.h"
 #include "tools/messages.h"
 #include "tools/open_direct_x.h"
 
@@ -49,6 +53,26 @@ int runMesh(ProgramHost& host, const MeshArgs& a) {
   return 0;
 }
 
+struct ModelArgs {
+  std::string model, outputDir;
+  unsigned threads = 0;
+};
+
+int runModel(ProgramHost& host, const ModelArgs& a) {
+  (void)readInput(a.model);  // an input that cannot be read is a usage error
+  const std::string folder = prepareOutputFolder(a.outputDir);
+  ModelSummary summary;
+  try {
+    summary = convertModel(host, a.model, folder, a.threads == 0 ? defaultThreadCount() : a.threads);
+  } catch (const Error& e) {
+    throw OutputError("'" + a.model + "': " + e.what());
+  }
+  const ModelOutputNames names = modelOutputNames(a.model, folder);
+  host.print("'" + names.xyz + "' and '" + names.map + "': " + std::to_string(summary.vertices) + " vertices, " +
+             std::to_string(summary.triangles) + " triangles, " + std::to_string(summary.materials) + " materials\n");
+  return 0;
+}
+
 }  // namespace
 
 void addMeshCommand(CLI::App& app, Registry& registry) {
@@ -65,6 +89,24 @@ void addMeshCommand(CLI::App& app, Registry& registry) {
   sub->add_option("OUTPUT_DIR", m->outputDir, "the folder NAME.XYZ and NAME.MAP go into (made when missing)")
       ->required();
   registry.push_back({sub, [m](ProgramHost& h) { return runMesh(h, *m); }});
+
+  auto o = std::make_shared<ModelArgs>();
+  CLI::App* model = addSubcommand(
+      app, "model", nullptr, "a .x or glTF model to the game's .XYZ and .MAP files",
+      "Writes OUTPUT_DIR/NAME.XYZ and OUTPUT_DIR/NAME.MAP of a DirectX .x, glTF (.gltf) or binary glTF (.glb) "
+      "model, NAME being its file name without the extension. A .x with TGA textures gives the same files as "
+      "`mesh`. Textures may be PNG, JPEG, BMP or any TGA; a material without one gets its colour. glTF models: "
+      "every node of the default scene with its transform; triangle, strip and fan primitives (others are left "
+      "out with a note); the base-colour texture of each material, from the .glb, a data URI or a file beside "
+      "the model. glTF is right-handed and the game left-handed: z is negated and each triangle's winding "
+      "reversed. More than 65,535 vertices or a texture side above 32,767 is refused, and then nothing is "
+      "written.",
+      "vellmark model models/flag.glb objects/");
+  model->add_option("MODEL", o->model, "the model: .x, .gltf or .glb")->required();
+  model->add_option("OUTPUT_DIR", o->outputDir, "the folder NAME.XYZ and NAME.MAP go into (made when missing)")
+      ->required();
+  model->add_option("-j,--threads", o->threads, "threads decoding textures (default: one per core, at most 8)");
+  registry.push_back({model, [o](ProgramHost& h) { return runModel(h, *o); }});
 }
 
 }  // namespace vellmark::cli

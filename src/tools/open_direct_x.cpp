@@ -62,25 +62,6 @@ bool fileExists(const std::string& path) {
   return ::stat(path.c_str(), &info) == 0;
 }
 
-// The places the program's rule tries, in order: the path as the material names it, the same
-// path beside the model, its base name beside the model. Either separator counts in the
-// name, so that paths written on Windows resolve elsewhere too.
-std::vector<std::string> textureCandidates(const std::string& named, const std::string& modelFolder) {
-  // Runs of separators count as one: the .x files' own escaping doubles backslashes.
-  std::string path;
-  for (char c : named) {
-    if (kPathSeparator == '/' && c == '\\') c = '/';
-    if (!(c == kPathSeparator && !path.empty() && path.back() == kPathSeparator)) path += c;
-  }
-  const auto cut = path.find_last_of("/\\");
-  const std::string base = cut == std::string::npos ? path : path.substr(cut + 1);
-  const std::string folder = modelFolder.empty() ? "" : modelFolder + kPathSeparator;
-  std::vector<std::string> candidates{path};
-  for (const std::string& c : {folder + path, folder + base})
-    if (std::find(candidates.begin(), candidates.end(), c) == candidates.end()) candidates.push_back(c);
-  return candidates;
-}
-
 MapTextureLookup lookTextureUp(Host& host, const d3d::Material& material, const TextureSearch& search) {
   if (!material.textureFilename) {
     host.messageBox(messages::kMapErrorCaption, messages::kMissingTextureText);
@@ -122,6 +103,22 @@ MapTextureLookup lookTextureUp(Host& host, const d3d::Material& material, const 
 }
 
 }  // namespace
+
+std::vector<std::string> textureCandidates(const std::string& named, const std::string& modelFolder) {
+  // Runs of separators count as one: the .x files' own escaping doubles backslashes.
+  std::string path;
+  for (char c : named) {
+    if (kPathSeparator == '/' && c == '\\') c = '/';
+    if (!(c == kPathSeparator && !path.empty() && path.back() == kPathSeparator)) path += c;
+  }
+  const auto cut = path.find_last_of("/\\");
+  const std::string base = cut == std::string::npos ? path : path.substr(cut + 1);
+  const std::string folder = modelFolder.empty() ? "" : modelFolder + kPathSeparator;
+  std::vector<std::string> candidates{path};
+  for (const std::string& c : {folder + path, folder + base})
+    if (std::find(candidates.begin(), candidates.end(), c) == candidates.end()) candidates.push_back(c);
+  return candidates;
+}
 
 d3d::DeviceRequest meshDeviceRequest() {
   d3d::DeviceRequest request;

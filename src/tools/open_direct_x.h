@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tools/mesh_layer.h"
 #include "base/host.h"
@@ -44,6 +45,11 @@ struct TextureSearch {
   bool besideModel = false;
   std::string modelFolder;
 };
+// The places the program's rule tries for a texture the mesh names, in order: the path as
+// named, the same path beside the model, its base name beside the model. Either separator
+// counts in the name, so that paths written on Windows resolve elsewhere too.
+std::vector<std::string> textureCandidates(const std::string& named, const std::string& modelFolder);
+
 void openDirectX(Host& host, d3d::MeshLayer& layer, const std::string& meshPath, const std::string& outputDir,
                  const TextureSearch& search = {});
 

@@ -20,7 +20,7 @@ TEST(ProgramInputs, NoSubcommandReadsAFolderAFifoOrADevice) {
   // IN stands for the input; the other inputs are real.
   const std::map<std::string, std::vector<std::string>> rows = {
       {"btc2tga", {"IN", out + ".tga"}}, {"tga2btc", {"IN", out + ".btc"}}, {"xpr2tga", {"IN", out + "base"}},
-      {"flip-sky", {"-o", out, "IN"}}, {"sky-file", {"IN", "IN", out}}, {"mesh", {"IN", out}},
+      {"flip-sky", {"-o", out, "IN"}}, {"sky-file", {"IN", "IN", out}}, {"mesh", {"IN", out}}, {"model", {"IN", out}},
       {"extract", {"IN", out}}, {"panorama", {"IN", out}}, {"raw-panorama", {"IN", out}}, {"list", {"IN"}},
       {"unpack", {"IN", out}}, {"pack", {"--order", "IN", dir.file("members"), out + ".arc"}},
       {"convert", {"IN", out + ".png"}}, {"sky", {"IN", out}}, {"contact-sheet", {"IN", out + ".png"}}};
