@@ -8,7 +8,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
 target=$1
 seconds=${2:-60}
-scripts/install-deps.sh cmake ninja-build clang libclang-rt-dev zlib1g-dev libdeflate-dev
+scripts/install-deps.sh cmake ninja-build clang libclang-rt-dev zlib1g-dev libdeflate-dev libcli11-dev libstb-dev libtinygltf-dev nlohmann-json3-dev
 CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DVELLMARK_BUILD_TESTS=OFF -DVELLMARK_BUILD_FUZZ=ON -DVELLMARK_SANITIZE=ON >/dev/null
 cmake --build build/fuzz --target "fuzz_$target"
