@@ -155,6 +155,34 @@ std::vector<std::uint8_t> gltfOf(const d3d::LoadedMesh& loaded, const std::vecto
   return {s.begin(), s.end()};
 }
 
+std::string base64(const std::vector<std::uint8_t>& bytes) {
+  static const char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string out;
+  const std::size_t n = bytes.size();
+  for (std::size_t i = 0; i < n; i += 3) {
+    std::uint32_t v = bytes[i] << 16;
+    if (i + 1 < n) v |= bytes[i + 1] << 8;
+    if (i + 2 < n) v |= bytes[i + 2];
+    out += digits[(v >> 18) & 63];
+    out += digits[(v >> 12) & 63];
+    out += i + 1 < n ? digits[(v >> 6) & 63] : '=';
+    out += i + 2 < n ? digits[v & 63] : '=';
+  }
+  return out;
+}
+
+// The level-0 palette (1024 bytes of R, G, B, A) of material m in a .MAP file.
+std::vector<std::uint8_t> levelZeroPalette(const std::vector<std::uint8_t>& map, std::size_t m) {
+  const std::uint32_t at = getU32(map, 28 + 36 * 4 * m + 28);
+  return {map.begin() + at, map.begin() + at + 1024};
+}
+
+bool holdsColour(const std::vector<std::uint8_t>& palette, std::array<std::uint8_t, 4> rgba) {
+  for (std::size_t i = 0; i < palette.size(); i += 4)
+    if (std::equal(rgba.begin(), rgba.end(), palette.begin() + static_cast<std::ptrdiff_t>(i))) return true;
+  return false;
+}
+
 }  // namespace
 
 TEST(Model, RealXFilesGiveTheMeshToolsGeometry) {
@@ -225,6 +253,28 @@ TEST(Model, GltfOfARealXFilesGeometryGivesItsFiles) {
   const Outputs fromPngs = runModel(packed.file("cube.glb"), out2, host);
   EXPECT_EQ(fromPngs.xyz, exact.xyz);
   EXPECT_EQ(fromPngs.map.size(), exact.map.size());  // same pixels, but not through the TGA reader
+
+  // The same PNGs as data URIs give the same files as inside the .glb.
+  std::vector<std::string> dataUris;
+  for (const auto& png : pngs) dataUris.push_back("data:image/png;base64," + base64(png));
+  ScratchDir inline_, out3;
+  writeFile(inline_.file("cube.glb"), gltfOf(loaded, dataUris, {}));
+  const Outputs fromDataUris = runModel(inline_.file("cube.glb"), out3, host);
+  EXPECT_EQ(fromDataUris.xyz, exact.xyz);
+  EXPECT_EQ(fromDataUris.map, fromPngs.map);
+}
+
+// .x materials too take any picture format, and one without a texture gets its colour.
+TEST(Model, XMaterialsTakeJpegTexturesAndPlainColours) {
+  ScratchDir in, out;
+  writeFile(in.file("box.x"), loadData("xfiles/made/reference_box.x"));
+  writeFile(in.file("texture.jpg"), loadData("images/quadrants_16x16.jpg"));
+  RecordingHost host;
+  const Outputs o = runModel(in.file("box.x"), out, host);
+  EXPECT_EQ(getU32(o.map, 4), 2u);
+  EXPECT_EQ(getU32(o.map, 28), 1u);            // material 0: its blue diffuse colour, 1 x 1
+  EXPECT_TRUE(holdsColour(levelZeroPalette(o.map, 0), {0, 0, 255, 255}));
+  EXPECT_EQ(getU32(o.map, 28 + 36 * 4), 16u);  // material 1: the 16 x 16 JPEG
 }
 
 TEST(Model, KhronosSampleModelsGiveWhatTheirJsonSays) {
