@@ -363,7 +363,7 @@ std::array<std::uint8_t, 4> colourBytes(const std::vector<double>& factor) {
 }
 
 ModelPicture pictureOf(const tinygltf::Model& model, const tinygltf::Material& material, std::size_t index,
-                       const GltfResourceFetch& fetch) {
+                       const GltfResourceFetch& fetch, bool pictures) {
   ModelPicture picture;
   const auto& pbr = material.pbrMetallicRoughness;
   picture.colour = colourBytes(pbr.baseColorFactor);
@@ -377,6 +377,7 @@ ModelPicture pictureOf(const tinygltf::Model& model, const tinygltf::Material& m
     corrupt(indexed("texture", static_cast<std::size_t>(texture)) + " names image " + std::to_string(source) + ", which does not exist");
   const tinygltf::Image& image = model.images[static_cast<std::size_t>(source)];
   picture.name = image.uri.empty() || image.uri.rfind("data:", 0) == 0 ? indexed("image", static_cast<std::size_t>(source)) : image.uri;
+  if (!pictures) return picture;
   if (image.bufferView >= 0) {
     const Bytes bytes = viewBytes(model, image.bufferView, indexed("image", static_cast<std::size_t>(source)));
     picture.file.assign(bytes.begin(), bytes.end());
@@ -405,7 +406,7 @@ bool looksLikeGltf(Bytes file) {
   return head.find("\"asset\"") != std::string::npos;
 }
 
-GltfModel loadGltfModel(Bytes file, const GltfResourceFetch& fetch) {
+GltfModel loadGltfModel(Bytes file, const GltfResourceFetch& fetch, bool pictures) {
   const tinygltf::Model model = parseModel(file, fetch);
   const std::vector<Placement> placed = placeNodes(model);
 
@@ -537,7 +538,7 @@ GltfModel loadGltfModel(Bytes file, const GltfResourceFetch& fetch) {
     // Materials no triangle uses keep their base colour alone: their textures are not fetched.
     if (i < model.materials.size()) {
       picture.colour = colourBytes(model.materials[i].pbrMetallicRoughness.baseColorFactor);
-      if (used[i]) picture = pictureOf(model, model.materials[i], i, fetch);
+      if (used[i]) picture = pictureOf(model, model.materials[i], i, fetch, pictures);
     }
     d3d::Material material;
     material.diffuse = {picture.colour[0] / 255.0f, picture.colour[1] / 255.0f, picture.colour[2] / 255.0f, picture.colour[3] / 255.0f};

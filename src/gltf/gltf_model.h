@@ -57,7 +57,10 @@ inline constexpr std::uint32_t kModelMaxTriangles = 1u << 24;
 // past their buffers, indices past the vertices, nodes that form a loop or have two
 // parents), Unsupported beyond the game's limits (more than 65,535 vertices, named with the
 // count) and for what the loader cannot take, Io when a referenced file cannot be fetched.
-GltfModel loadGltfModel(Bytes file, const GltfResourceFetch& fetch);
+//
+// With `pictures` false, pictures are neither fetched nor kept (the names stay): for a
+// look at a model's contents without its textures at hand.
+GltfModel loadGltfModel(Bytes file, const GltfResourceFetch& fetch, bool pictures = true);
 
 // Whether `file` starts like a glTF file: the binary magic, or JSON text holding an
 // "asset" object.
