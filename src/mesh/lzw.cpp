@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <memory>
+#include <string>
+
+#include "base/error.h"
 
 namespace vellmark {
 
@@ -93,6 +96,51 @@ std::vector<std::uint8_t> lzwCompress(Bytes data) {
   for (std::uint8_t b : data) (void)encoder->put(b);  // the memory sink takes every chunk
   (void)encoder->end();
   return std::move(sink.bytes);
+}
+
+std::vector<std::uint8_t> lzwDecompress(Bytes stream, std::size_t expected) {
+  // The table as prefix code and last byte per entry; entries are spelled out backwards.
+  std::vector<std::uint16_t> prefix(kLzwCodeLimit), length(kLzwCodeLimit);
+  std::vector<std::uint8_t> last(kLzwCodeLimit), first(kLzwCodeLimit);
+  for (int i = 0; i < 256; ++i) last[i] = first[i] = static_cast<std::uint8_t>(i), length[i] = 1;
+  std::vector<std::uint8_t> out;
+  out.reserve(expected);
+  std::uint64_t position = 0;
+  const std::uint64_t bits = 8ull * stream.size();
+  int width = kLzwInitialBits, size = kLzwFirstCode, previous = -1;
+  for (;;) {
+    if (position + width > bits) fail(ErrorKind::Corrupt, "the LZW stream ends before its end code");
+    int code = 0;
+    for (int i = 0; i < width; ++i, ++position) code |= ((stream[position / 8] >> (position % 8)) & 1) << i;
+    if (code == kLzwClearCode) {
+      size = kLzwFirstCode, width = kLzwInitialBits, previous = -1;
+      continue;
+    }
+    if (code == kLzwEndCode) break;
+    if (code > size || (code == size && (previous < 0 || size == kLzwCodeLimit)) || (previous < 0 && code >= 256))
+      fail(ErrorKind::Corrupt, "LZW code " + std::to_string(code) + " with " + std::to_string(size) + " in the table");
+    if (previous >= 0 && size < kLzwCodeLimit) {
+      // The new entry is the previous one and the first byte of this one (of itself, when
+      // this code is the entry being made).
+      prefix[size] = static_cast<std::uint16_t>(previous);
+      last[size] = code == size ? first[previous] : first[code];
+      first[size] = first[previous];
+      length[size] = static_cast<std::uint16_t>(length[previous] + 1);
+      ++size;
+    }
+    if (out.size() + length[code] > expected)
+      fail(ErrorKind::Corrupt, "the LZW stream holds more than the " + std::to_string(expected) + " bytes expected");
+    out.resize(out.size() + length[code]);
+    for (int c = code, at = static_cast<int>(out.size()) - 1; ; c = prefix[c], --at) {
+      out[static_cast<std::size_t>(at)] = last[c];
+      if (c < 256) break;
+    }
+    previous = code;
+    if (width < kLzwMaxBits && size >= (1 << width)) ++width;
+  }
+  if (out.size() != expected)
+    fail(ErrorKind::Corrupt, "the LZW stream holds " + std::to_string(out.size()) + " bytes, not " + std::to_string(expected));
+  return out;
 }
 
 }  // namespace vellmark

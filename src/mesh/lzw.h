@@ -70,4 +70,8 @@ class LzwEncoder {
 // The whole stream of `data` in memory.
 std::vector<std::uint8_t> lzwCompress(Bytes data);
 
+// Decodes a stream into exactly `expected` bytes. Raises Error(Corrupt) for a code the table
+// does not hold yet, a stream that ends before its end code, or output of another length.
+std::vector<std::uint8_t> lzwDecompress(Bytes stream, std::size_t expected);
+
 }  // namespace vellmark
