@@ -23,7 +23,7 @@ ALLOWED = {
     "xbox": ["base"],
     "xfile": ["base"],
     "image": ["base"],
-    "gltf": ["base", "xfile", "image"],
+    "gltf": ["base", "xfile", "image", "mesh"],
     "mesh": ["base", "xfile"],
     "tools": ["base", "mesh", "image", "gltf"] + FORMATS,
     "platform": ["base", "tools", "mesh", "image", "gltf"] + FORMATS,
