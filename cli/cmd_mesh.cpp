@@ -10,6 +10,7 @@
 #include "base/paths.h"
 #include "tools/mesh_layer.h"
 #include "tools/convert_model.h"
+#include "tools/export_gltf.h"
 #include "tools/messages.h"
 #include "tools/open_direct_x.h"
 
@@ -73,6 +74,35 @@ int runModel(ProgramHost& host, const ModelArgs& a) {
   return 0;
 }
 
+struct GltfArgs {
+  std::vector<std::string> paths;  // XYZ [MAP] OUT
+  bool noTextures = false;
+};
+
+int runGltf(ProgramHost& host, const GltfArgs& a) {
+  if (a.paths.size() < 2 || a.paths.size() > 3) fail(ErrorKind::Argument, "gltf takes NAME.XYZ [NAME.MAP] OUT.glb");
+  const std::string& xyz = a.paths.front();
+  const std::string& out = a.paths.back();
+  (void)readInput(xyz);
+  std::optional<std::string> map;
+  if (a.paths.size() == 3) {
+    map = a.paths[1];
+    (void)readInput(*map);
+  } else if (!a.noTextures) {
+    map = mapBeside(xyz);
+    if (map) host.printError("vellmark: note: textures from '" + *map + "'\n");
+  }
+  GltfExportSummary summary;
+  try {
+    summary = exportGltf(xyz, map, out);
+  } catch (const Error& e) {
+    throw OutputError("'" + xyz + "': " + e.what());
+  }
+  host.print("'" + out + "': " + std::to_string(summary.triangles) + " triangles, " + std::to_string(summary.pictures) +
+             " textures\n");
+  return 0;
+}
+
 }  // namespace
 
 void addMeshCommand(CLI::App& app, Registry& registry) {
@@ -107,6 +137,20 @@ void addMeshCommand(CLI::App& app, Registry& registry) {
       ->required();
   model->add_option("-j,--threads", o->threads, "threads decoding textures (default: one per core, at most 8)");
   registry.push_back({model, [o](ProgramHost& h) { return runModel(h, *o); }});
+
+  auto g = std::make_shared<GltfArgs>();
+  CLI::App* gltf = addSubcommand(
+      app, "gltf", nullptr, "the game's .XYZ and .MAP files as a binary glTF model",
+      "Writes OUT.glb, a glTF 2.0 binary file of one of the game's objects: its triangles with positions and "
+      "texture coordinates, one primitive per material, and each material's largest picture from the .MAP as "
+      "an embedded PNG (the see-through magenta as transparent). Without NAME.MAP, the .MAP of the same name "
+      "beside the .XYZ is used when there is one (--no-textures: none). The game's coordinates are "
+      "left-handed and glTF's right-handed: z is negated and each triangle's winding reversed, the reverse of "
+      "`model`. Blender, browser viewers and every glTF tool open the result.",
+      "vellmark gltf objects/barrel.XYZ objects/barrel.MAP barrel.glb");
+  gltf->add_option("FILES", g->paths, "NAME.XYZ, optionally NAME.MAP, and OUT.glb")->required()->expected(2, 3);
+  gltf->add_flag("--no-textures", g->noTextures, "leave the .MAP beside the .XYZ out");
+  registry.push_back({gltf, [g](ProgramHost& h) { return runGltf(h, *g); }});
 }
 
 }  // namespace vellmark::cli

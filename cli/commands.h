@@ -32,7 +32,7 @@ void addImageCommands(CLI::App& app, Registry& registry);    // btc2tga, tga2btc
 void addCourseCommands(CLI::App& app, Registry& registry);   // extract, panorama, raw-panorama
 void addSkyCommands(CLI::App& app, Registry& registry);      // flip-sky, sky-file, sky
 void addContactSheetCommand(CLI::App& app, Registry& registry);  // contact-sheet
-void addMeshCommand(CLI::App& app, Registry& registry);      // mesh, model
+void addMeshCommand(CLI::App& app, Registry& registry);      // mesh, model, gltf
 void addArchiveCommands(CLI::App& app, Registry& registry);  // list, unpack, pack
 void addConvertCommand(CLI::App& app, Registry& registry);   // convert
 

@@ -11,6 +11,7 @@
 #include "gltf/tinygltf_config.h"
 #include "image/image_file.h"
 #include "support/test_support.h"
+#include "tools/export_gltf.h"
 #include "tools/open_direct_x.h"
 #include "xfile/x_loader.h"
 
@@ -181,6 +182,57 @@ bool holdsColour(const std::vector<std::uint8_t>& palette, std::array<std::uint8
   for (std::size_t i = 0; i < palette.size(); i += 4)
     if (std::equal(rgba.begin(), rgba.end(), palette.begin() + static_cast<std::ptrdiff_t>(i))) return true;
   return false;
+}
+
+using Triangle = std::array<std::array<float, 5>, 3>;  // x, y, z, u, v per corner
+
+bool keepBytes(tinygltf::Image* image, const int, std::string*, std::string*, int, int, const unsigned char* data, int size, void*) {
+  if (image->bufferView < 0) image->image.assign(data, data + size);
+  return true;
+}
+
+const float* element(const tinygltf::Model& m, int accessor, std::size_t i, std::size_t size) {
+  const auto& a = m.accessors[accessor];
+  const auto& v = m.bufferViews[a.bufferView];
+  const std::size_t stride = v.byteStride ? v.byteStride : size;
+  return reinterpret_cast<const float*>(&m.buffers[v.buffer].data[v.byteOffset + a.byteOffset + i * stride]);
+}
+
+// The triangles of a glTF file with float positions and texture coordinates, read with the
+// library directly (identity nodes only), and its pictures.
+struct ParsedGlb {
+  std::vector<Triangle> triangles;
+  std::vector<Image> pictures;
+};
+ParsedGlb parseGlb(const std::vector<std::uint8_t>& glb) {
+  tinygltf::Model m;
+  tinygltf::TinyGLTF loader;
+  loader.SetImageLoader(&keepBytes, nullptr);
+  std::string err, warn;
+  EXPECT_TRUE(loader.LoadBinaryFromMemory(&m, &err, &warn, glb.data(), static_cast<unsigned>(glb.size()))) << err;
+  ParsedGlb out;
+  for (const auto& p : m.meshes.at(0).primitives) {
+    const auto& ia = m.accessors[p.indices];
+    const auto& iv = m.bufferViews[ia.bufferView];
+    for (std::size_t t = 0; t < ia.count / 3; ++t) {
+      Triangle tri;
+      for (std::size_t k = 0; k < 3; ++k) {
+        const unsigned char* at = &m.buffers[iv.buffer].data[iv.byteOffset + ia.byteOffset];
+        const std::size_t i = ia.componentType == TINYGLTF_COMPONENT_TYPE_UNSIGNED_SHORT
+                                  ? reinterpret_cast<const std::uint16_t*>(at)[3 * t + k]
+                                  : reinterpret_cast<const std::uint32_t*>(at)[3 * t + k];
+        const float* pos = element(m, p.attributes.at("POSITION"), i, 12);
+        const float* uv = element(m, p.attributes.at("TEXCOORD_0"), i, 8);
+        tri[k] = {pos[0], pos[1], pos[2], uv[0], uv[1]};
+      }
+      out.triangles.push_back(tri);
+    }
+  }
+  for (const auto& image : m.images) {
+    const auto& v = m.bufferViews[image.bufferView];
+    out.pictures.push_back(decodeImage(Bytes(&m.buffers[v.buffer].data[v.byteOffset], v.byteLength), "picture"));
+  }
+  return out;
 }
 
 }  // namespace
@@ -392,4 +444,31 @@ TEST(Model, RefusesBrokenAndOversizedModelsWritingNothing) {
     EXPECT_NE(std::string(e.what()).find("uses vertex " + std::to_string(bad.mesh.vertexCount)), std::string::npos) << e.what();
   }
   EXPECT_TRUE(std::filesystem::is_empty(out.path()));
+}
+
+// model then gltf gives back the model's own triangles, float for float, and its pictures
+// within the error of a 256-colour palette.
+TEST(Model, GltfTurnsModelsFilesBackIntoTheSameTriangles) {
+  const auto loaded = d3d::loadXFile(loadData("xfiles/assimp/kwxport_test_cubewithvcolors.x"));
+  std::vector<std::vector<std::uint8_t>> pngs;
+  for (const char* name : {"bottom.tga", "top.tga", "updown.tga"}) pngs.push_back(encodePng(decodeImage(loadData(std::string("xfiles/assimp/") + name), name)));
+  ScratchDir dir;
+  const std::vector<std::uint8_t> original = gltfOf(loaded, {}, pngs);
+  writeFile(dir.file("cube.glb"), original);
+  RecordingHost host;
+  convertModel(host, dir.file("cube.glb"), dir.path().string(), 2);
+  const GltfExportSummary summary = exportGltf(dir.file("cube.XYZ"), dir.file("cube.MAP"), dir.file("back.glb"));
+  EXPECT_EQ(summary.pictures, 3u);
+
+  const ParsedGlb before = parseGlb(original), after = parseGlb(readFile(dir.file("back.glb")));
+  EXPECT_EQ(after.triangles, before.triangles);
+  ASSERT_EQ(after.pictures.size(), 3u);
+  for (std::size_t i = 0; i < 3; ++i) {
+    const Image& a = before.pictures[i];
+    const Image& b = after.pictures[i];
+    ASSERT_EQ(std::make_pair(a.width, a.height), std::make_pair(b.width, b.height));
+    double error = 0;
+    for (std::size_t k = 0; k < a.pixels.size(); ++k) error += std::abs(a.pixels[k] - b.pixels[k]);
+    EXPECT_LT(error / a.pixels.size(), 4.0) << i;  // mean per channel, out of 255
+  }
 }
