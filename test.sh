@@ -9,6 +9,8 @@ cd "$(dirname "$0")"
 
 scripts/install-deps.sh cmake ninja-build g++ binutils zlib1g-dev libdeflate-dev libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libstb-dev libtinygltf-dev nlohmann-json3-dev help2man python3 pkgconf \
   g++-mingw-w64-i686 binutils-mingw-w64-i686 mingw-w64-i686-dev libz-mingw-w64-dev zip unzip
+# node and npm for the Khronos glTF validator, which the tests install under build/ (npm registry).
+command -v npm >/dev/null || scripts/install-deps.sh nodejs npm
 
 jobs=$(nproc)
 
