@@ -104,7 +104,9 @@ std::vector<std::uint8_t> lzwDecompress(Bytes stream, std::size_t expected) {
   std::vector<std::uint8_t> last(kLzwCodeLimit), first(kLzwCodeLimit);
   for (int i = 0; i < 256; ++i) last[i] = first[i] = static_cast<std::uint8_t>(i), length[i] = 1;
   std::vector<std::uint8_t> out;
-  out.reserve(expected);
+  // What a level declares is not trusted with memory: the output grows with what the stream
+  // really gives.
+  out.reserve(std::min<std::size_t>(expected, 16 * stream.size()));
   std::uint64_t position = 0;
   const std::uint64_t bits = 8ull * stream.size();
   int width = kLzwInitialBits, size = kLzwFirstCode, previous = -1;

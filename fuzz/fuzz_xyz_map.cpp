@@ -1,0 +1,48 @@
+// The .XYZ and .MAP readers, the LZW decoder and the glTF writer on any bytes, read both as
+// an .XYZ and as a .MAP file. What is read must stay inside its arrays, and a level that
+// decodes has exactly the pixels it declares.
+#include <cstdint>
+#include <cstdlib>
+#include <optional>
+#include <vector>
+
+#include "base/error.h"
+#include "gltf/glb_writer.h"
+#include "mesh/map_reader.h"
+#include "mesh/xyz_reader.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::vector<std::uint8_t> copy(data, data + size);
+  copy.shrink_to_fit();
+  std::optional<vellmark::XyzObject> object;
+  try {
+    object = vellmark::readXyzFile(copy);
+  } catch (const vellmark::Error&) {
+  }
+  if (object) {
+    for (const auto& face : object->faces)
+      for (std::uint32_t corner : face.corners)
+        if (corner >= object->cornerVertices.size()) std::abort();
+    for (std::uint16_t v : object->cornerVertices)
+      if (v >= object->positions.size()) std::abort();
+    if (object->faces.size() < 20000) (void)vellmark::writeGlb(*object, {});
+  }
+  try {
+    const vellmark::MapDirectory directory = vellmark::readMapDirectory(copy);
+    std::vector<std::optional<vellmark::Image>> pictures;
+    for (const auto& levels : directory.materials) {
+      for (std::uint32_t level : levels) {
+        if (level >= directory.levels.size()) std::abort();
+        try {
+          const vellmark::Image image = vellmark::decodeMapLevel(copy, directory, level);
+          if (image.pixels.size() != 4ull * image.width * image.height) std::abort();
+          if (pictures.size() < 2) pictures.push_back(image);
+        } catch (const vellmark::Error&) {
+        }
+      }
+    }
+    if (object && object->faces.size() < 20000) (void)vellmark::writeGlb(*object, pictures);
+  } catch (const vellmark::Error&) {
+  }
+  return 0;
+}
