@@ -29,14 +29,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   try {
     const vellmark::MapDirectory directory = vellmark::readMapDirectory(copy);
-    std::vector<std::optional<vellmark::Image>> pictures;
+    std::vector<std::optional<vellmark::MapPicture>> pictures;
     for (const auto& levels : directory.materials) {
       for (std::uint32_t level : levels) {
         if (level >= directory.levels.size()) std::abort();
         try {
-          const vellmark::Image image = vellmark::decodeMapLevel(copy, directory, level);
-          if (image.pixels.size() != 4ull * image.width * image.height) std::abort();
-          if (pictures.size() < 2) pictures.push_back(image);
+          const vellmark::MapPicture picture = vellmark::readMapLevel(copy, directory, level);
+          if (picture.indices.size() != std::uint64_t{picture.width} * picture.height) std::abort();
+          if (pictures.size() < 2) pictures.push_back(picture);
         } catch (const vellmark::Error&) {
         }
       }

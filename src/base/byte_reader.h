@@ -32,6 +32,9 @@ inline void storeU16(std::uint8_t* p, std::uint16_t v) {
 inline void storeU32(std::uint8_t* p, std::uint32_t v) {
   for (int i = 0; i < 4; ++i) p[i] = static_cast<std::uint8_t>(v >> (8 * i));
 }
+inline void storeU32BE(std::uint8_t* p, std::uint32_t v) {
+  for (int i = 0; i < 4; ++i) p[i] = static_cast<std::uint8_t>(v >> (24 - 8 * i));
+}
 
 // True when [offset, offset + size) lies inside a block of `total` bytes; written so that
 // it cannot overflow.

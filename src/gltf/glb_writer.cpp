@@ -66,7 +66,7 @@ std::uint32_t bitsOf(float f) {
 
 }  // namespace
 
-std::vector<std::uint8_t> writeGlb(const XyzObject& object, const std::vector<std::optional<Image>>& pictures) {
+std::vector<std::uint8_t> writeGlb(const XyzObject& object, const std::vector<std::optional<MapPicture>>& pictures) {
   GlbBuilder b;
   tinygltf::Model& m = b.model();
 
@@ -125,8 +125,8 @@ std::vector<std::uint8_t> writeGlb(const XyzObject& object, const std::vector<st
       mat.pbrMetallicRoughness.metallicFactor = 0;
       mat.pbrMetallicRoughness.roughnessFactor = 1;
       if (material < pictures.size() && pictures[material]) {
-        const Image& picture = *pictures[material];
-        const std::vector<std::uint8_t> png = encodePng(picture);
+        const MapPicture& picture = *pictures[material];
+        const std::vector<std::uint8_t> png = encodeIndexedPng(picture.width, picture.height, picture.palette, picture.indices);
         tinygltf::Image image;
         image.bufferView = b.view(png.data(), png.size(), 0);
         image.mimeType = "image/png";
@@ -142,7 +142,7 @@ std::vector<std::uint8_t> writeGlb(const XyzObject& object, const std::vector<st
         m.textures.push_back(texture);
         mat.pbrMetallicRoughness.baseColorTexture.index = static_cast<int>(m.textures.size() - 1);
         bool seeThrough = false;
-        for (std::size_t i = 3; i < picture.pixels.size() && !seeThrough; i += 4) seeThrough = picture.pixels[i] == 0;
+        for (std::uint8_t i : picture.indices) seeThrough = seeThrough || picture.palette[4 * i + 3] < 128;
         if (seeThrough) mat.alphaMode = "MASK";
       } else {
         mat.pbrMetallicRoughness.baseColorFactor = {0.8, 0.8, 0.8, 1.0};

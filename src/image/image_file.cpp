@@ -8,6 +8,8 @@
 
 #include "image/stb_library.h"
 
+#include <zlib.h>
+
 namespace vellmark {
 
 namespace {
@@ -315,6 +317,61 @@ std::vector<std::uint8_t> encodePng(const Image& image) {
   if (!stbi_write_png_to_func(append, &png, static_cast<int>(image.width), static_cast<int>(image.height), 4, rgba.data(),
                               static_cast<int>(image.width * 4)))
     fail(ErrorKind::Unsupported, "not enough memory to encode a PNG of " + sizeText(image.width, image.height));
+  return png;
+}
+
+namespace {
+
+void appendChunk(std::vector<std::uint8_t>& png, const char* type, Bytes data) {
+  const auto length = static_cast<std::uint32_t>(data.size());
+  for (int shift = 24; shift >= 0; shift -= 8) png.push_back(static_cast<std::uint8_t>(length >> shift));
+  const std::size_t typeAt = png.size();
+  png.insert(png.end(), type, type + 4);
+  png.insert(png.end(), data.begin(), data.end());
+  const auto crc = static_cast<std::uint32_t>(
+      ::crc32(0, png.data() + typeAt, static_cast<uInt>(png.size() - typeAt)));
+  for (int shift = 24; shift >= 0; shift -= 8) png.push_back(static_cast<std::uint8_t>(crc >> shift));
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> encodeIndexedPng(std::uint32_t width, std::uint32_t height, std::span<const std::uint8_t, 1024> palette,
+                                           Bytes indices) {
+  const std::uint64_t count = std::uint64_t{width} * height;
+  if (indices.size() < count) fail(ErrorKind::Argument, "an indexed PNG of " + sizeText(width, height) + " needs as many indices");
+  if (count > kMaxImagePixels || width == 0 || height == 0 || width > 0x7FFFFFFF || height > 0x7FFFFFFF)
+    fail(ErrorKind::Unsupported, "a PNG of " + sizeText(width, height) + " pixels is not written");
+  // Rows behind filter byte 0: palette indices gain little from the other filters.
+  std::vector<std::uint8_t> rows;
+  rows.reserve(static_cast<std::size_t>(count + height));
+  for (std::uint32_t y = 0; y < height; ++y) {
+    rows.push_back(0);
+    const auto* row = indices.data() + std::size_t{y} * width;
+    rows.insert(rows.end(), row, row + width);
+  }
+  uLongf packedSize = ::compressBound(static_cast<uLong>(rows.size()));
+  std::vector<std::uint8_t> packed(packedSize);
+  if (::compress2(packed.data(), &packedSize, rows.data(), static_cast<uLong>(rows.size()), Z_DEFAULT_COMPRESSION) != Z_OK)
+    fail(ErrorKind::Unsupported, "not enough memory to encode a PNG of " + sizeText(width, height));
+  packed.resize(packedSize);
+
+  std::vector<std::uint8_t> png = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+  std::uint8_t header[13] = {};
+  storeU32BE(header, width);
+  storeU32BE(header + 4, height);
+  header[8] = 8, header[9] = 3;  // 8 bits, palette; deflate, adaptive filters, no interlace
+  appendChunk(png, "IHDR", header);
+  std::uint8_t colours[768], alphas[256];
+  std::size_t lastSeeThrough = 0;
+  for (int i = 0; i < 256; ++i) {
+    std::copy_n(palette.data() + 4 * i, 3, colours + 3 * i);
+    alphas[i] = palette[4 * i + 3];
+    if (alphas[i] != 255) lastSeeThrough = static_cast<std::size_t>(i) + 1;
+  }
+  appendChunk(png, "PLTE", colours);
+  if (lastSeeThrough > 0) appendChunk(png, "tRNS", Bytes(alphas, lastSeeThrough));
+  appendChunk(png, "IDAT", packed);
+  appendChunk(png, "IEND", {});
   return png;
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,13 @@ Image decodeImage(Bytes file, const std::string& what);
 // when the image holds fewer pixel bytes than its size needs, Error(Unsupported) for an image
 // above kMaxImagePixels.
 std::vector<std::uint8_t> encodePng(const Image& image);
+
+// A PNG of 8-bit palette indices (colour type 3): `palette` holds 256 entries of red, green,
+// blue, alpha; alpha below 255 goes into the file's transparency chunk. A quarter of the data
+// of encodePng for pictures that are paletted already. Raises Error(Argument) when `indices`
+// holds fewer than width x height bytes, Error(Unsupported) as encodePng.
+std::vector<std::uint8_t> encodeIndexedPng(std::uint32_t width, std::uint32_t height, std::span<const std::uint8_t, 1024> palette,
+                                           Bytes indices);
 
 // The TGA the game's tools write: 32 bits, uncompressed, top row first. Raises
 // Error(Unsupported) for a side above 65,535, Error(Argument) as encodePng.

@@ -57,27 +57,34 @@ MapDirectory readMapDirectory(Bytes file) {
   return d;
 }
 
-Image decodeMapLevel(Bytes file, const MapDirectory& d, std::uint32_t level) {
+MapPicture readMapLevel(Bytes file, const MapDirectory& d, std::uint32_t level) {
   if (level >= d.levels.size()) corrupt("there is no level " + std::to_string(level));
   const MapLevelRecord& l = d.levels[level];
   const std::string name = "level " + std::to_string(level);
   if (l.bitsPerPixel != kMapBitsPerPixel) corrupt(name + " has " + std::to_string(l.bitsPerPixel) + " bits per pixel");
   if (l.width > kMapMaxTextureSide || l.height > kMapMaxTextureSide)
     corrupt(name + " is " + std::to_string(l.width) + " x " + std::to_string(l.height));
-  const std::uint64_t count = static_cast<std::uint64_t>(l.width) * l.height;
-  std::vector<std::uint8_t> indices;
+  MapPicture picture;
+  picture.width = l.width;
+  picture.height = l.height;
   try {
-    indices = lzwDecompress(file.subspan(l.dataAt, l.dataSize), static_cast<std::size_t>(count));
+    picture.indices = lzwDecompress(file.subspan(l.dataAt, l.dataSize), static_cast<std::size_t>(std::uint64_t{l.width} * l.height));
   } catch (const Error& e) {
     corrupt(name + ": " + e.what());
   }
-  const std::uint8_t* palette = &file[l.paletteAt];
-  Image image{l.width, l.height, std::vector<std::uint8_t>(static_cast<std::size_t>(count) * 4)};
-  for (std::size_t i = 0; i < indices.size(); ++i) {
-    const std::uint8_t* e = palette + 4 * indices[i];
-    const bool key = e[0] == 255 && e[1] == 0 && e[2] == 255;
+  std::copy_n(&file[l.paletteAt], kMapPaletteSize, picture.palette.begin());
+  for (std::size_t i = 0; i < kMapPaletteSize; i += 4)
+    if (picture.palette[i] == 255 && picture.palette[i + 1] == 0 && picture.palette[i + 2] == 255) picture.palette[i + 3] = 0;
+  return picture;
+}
+
+Image decodeMapLevel(Bytes file, const MapDirectory& d, std::uint32_t level) {
+  const MapPicture picture = readMapLevel(file, d, level);
+  Image image{picture.width, picture.height, std::vector<std::uint8_t>(4 * picture.indices.size())};
+  for (std::size_t i = 0; i < picture.indices.size(); ++i) {
+    const std::uint8_t* e = &picture.palette[4 * picture.indices[i]];
     std::uint8_t* p = &image.pixels[4 * i];
-    p[0] = e[2], p[1] = e[1], p[2] = e[0], p[3] = key ? 0 : e[3];
+    p[0] = e[2], p[1] = e[1], p[2] = e[0], p[3] = e[3];
   }
   return image;
 }

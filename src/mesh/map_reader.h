@@ -2,6 +2,7 @@
 // through its palette and LZW stream.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -28,6 +29,15 @@ struct MapDirectory {
 // table, a palette or a level's data runs past the file, or a material names a level that
 // does not exist.
 MapDirectory readMapDirectory(Bytes file);
+
+// One level as the file keeps it: palette indices, top row first, and the 256 palette entries
+// (red, green, blue, alpha) with the game's see-through magenta (255, 0, 255) at alpha 0.
+struct MapPicture {
+  std::uint32_t width = 0, height = 0;
+  std::array<std::uint8_t, 1024> palette{};
+  std::vector<std::uint8_t> indices;
+};
+MapPicture readMapLevel(Bytes file, const MapDirectory& directory, std::uint32_t level);
 
 // Level `level`'s pixels (B, G, R, A, top row first): palette entries by index, the game's
 // see-through magenta (255, 0, 255) with alpha 0. Raises Error(Corrupt) for a level of other

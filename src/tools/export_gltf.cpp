@@ -13,12 +13,12 @@ namespace vellmark {
 GltfExportSummary exportGltf(const std::string& xyzPath, const std::optional<std::string>& mapPath, const std::string& outPath) {
   const std::vector<std::uint8_t> xyzFile = readWholeFile(xyzPath);
   const XyzObject object = readXyzFile(xyzFile);
-  std::vector<std::optional<Image>> pictures;
+  std::vector<std::optional<MapPicture>> pictures;
   if (mapPath) {
     const std::vector<std::uint8_t> mapFile = readWholeFile(*mapPath);
     const MapDirectory directory = readMapDirectory(mapFile);
     for (const auto& levels : directory.materials)
-      pictures.push_back(levels.empty() ? std::nullopt : std::optional<Image>(decodeMapLevel(mapFile, directory, levels.front())));
+      pictures.push_back(levels.empty() ? std::nullopt : std::optional<MapPicture>(readMapLevel(mapFile, directory, levels.front())));
   }
   const std::vector<std::uint8_t> glb = writeGlb(object, pictures);
   if (!writeWholeFile(outPath, glb)) fail(ErrorKind::Io, "cannot write '" + outPath + "'");

@@ -162,3 +162,21 @@ TEST(ImageFile, RefusesHostileFilesBeforeAllocatingForThem) {
     EXPECT_EQ(errorKind([&] { decodeImage(row.file, row.what); }), row.kind);
   }
 }
+
+// Indexed PNGs, read back by stb: every palette entry's colour and transparency, with
+// entries past the last see-through one left out of the transparency chunk.
+TEST(ImageFile, IndexedPngsKeepTheirPaletteAndTransparency) {
+  std::array<std::uint8_t, 1024> palette{};
+  for (int i = 0; i < 256; ++i)
+    palette[4 * i] = static_cast<std::uint8_t>(i), palette[4 * i + 1] = static_cast<std::uint8_t>(255 - i),
+    palette[4 * i + 2] = static_cast<std::uint8_t>(i * 7), palette[4 * i + 3] = i == 3 ? 0 : (i == 5 ? 128 : 255);
+  std::vector<std::uint8_t> indices(17 * 16);  // every entry: 37 is prime to 256
+  for (std::size_t i = 0; i < indices.size(); ++i) indices[i] = static_cast<std::uint8_t>(i * 37);
+  const Image back = decodeImage(encodeIndexedPng(17, 16, palette, indices), "indexed");
+  ASSERT_EQ(std::make_pair(back.width, back.height), std::make_pair(17u, 16u));
+  for (std::size_t i = 0; i < indices.size(); ++i) {
+    const std::uint8_t* e = &palette[4 * indices[i]];
+    ASSERT_EQ((Pixels{back.pixels.begin() + 4 * i, back.pixels.begin() + 4 * i + 4}), (Pixels{e[2], e[1], e[0], e[3]})) << i;
+  }
+  EXPECT_EQ(errorKind([&] { encodeIndexedPng(17, 17, palette, indices); }), ErrorKind::Argument);
+}
