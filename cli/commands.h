@@ -35,6 +35,7 @@ void addContactSheetCommand(CLI::App& app, Registry& registry);  // contact-shee
 void addMeshCommand(CLI::App& app, Registry& registry);      // mesh, model, gltf
 void addArchiveCommands(CLI::App& app, Registry& registry);  // list, unpack, pack
 void addConvertCommand(CLI::App& app, Registry& registry);   // convert
+void addInfoCommand(CLI::App& app, Registry& registry);      // info
 
 // Reads a named input file whole for tools that take data in memory.
 std::vector<unsigned char> readInput(const std::string& path);

@@ -70,6 +70,7 @@ int main(int argc, char** argv) {
   addArchiveCommands(app, registry);
   addContactSheetCommand(app, registry);
   addConvertCommand(app, registry);
+  addInfoCommand(app, registry);
   // Listed for the help text but answered before parsing: CLI11 would take the topic for the
   // subcommand to run.
   app.add_subcommand("help", "the help of a subcommand: vellmark help SUBCOMMAND");

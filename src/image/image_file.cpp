@@ -299,6 +299,20 @@ Image decodeImage(Bytes file, const std::string& what) {
   return image;
 }
 
+ImageProbe probeImage(Bytes file, const std::string& what) {
+  ImageProbe probe;
+  probe.kind = sniffImageFile(file);
+  if (probe.kind == ImageFileKind::Tga) fail(ErrorKind::Unsupported, what + ": a TGA has no header to probe");
+  if (probe.kind == ImageFileKind::Jpeg) walkJpeg(file, what, false);
+  int width = 0, height = 0;
+  if (file.size() > static_cast<std::size_t>(std::numeric_limits<int>::max()) ||
+      !stbi_info_from_memory(file.data(), static_cast<int>(file.size()), &width, &height, &probe.channels))
+    fail(ErrorKind::Corrupt, what + ": corrupt " + imageFileKindName(probe.kind) + " header");
+  probe.width = static_cast<std::uint32_t>(width);
+  probe.height = static_cast<std::uint32_t>(height);
+  return probe;
+}
+
 std::vector<std::uint8_t> encodePng(const Image& image) {
   checkImagePixels(image, "image to encode as PNG");
   if (std::uint64_t{image.width} * image.height > kMaxImagePixels || image.width == 0 || image.height == 0)

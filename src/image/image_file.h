@@ -30,6 +30,17 @@ const char* imageFileKindName(ImageFileKind kind);  // "PNG", "JPEG", "BMP", "TG
 // that ends before the pixels it declares, Corrupt for anything else the decoder refuses.
 Image decodeImage(Bytes file, const std::string& what);
 
+// What a PNG, JPEG or BMP header says, without decoding the pixels: size and channels
+// (1 grey, 2 grey and alpha, 3 colour, 4 colour and alpha). Raises Error(Corrupt) naming
+// `what` for a header the decoder refuses, Error(Unsupported) for TGA (it has no header
+// to probe; base/tga reads its fields).
+struct ImageProbe {
+  ImageFileKind kind = ImageFileKind::Png;
+  std::uint32_t width = 0, height = 0;
+  int channels = 0;
+};
+ImageProbe probeImage(Bytes file, const std::string& what);
+
 // A PNG file of `image` (8 bits per channel, RGBA, zlib-deflated). Raises Error(Argument)
 // when the image holds fewer pixel bytes than its size needs, Error(Unsupported) for an image
 // above kMaxImagePixels.

@@ -21,7 +21,7 @@ TEST(ProgramInputs, NoSubcommandReadsAFolderAFifoOrADevice) {
   const std::map<std::string, std::vector<std::string>> rows = {
       {"btc2tga", {"IN", out + ".tga"}}, {"tga2btc", {"IN", out + ".btc"}}, {"xpr2tga", {"IN", out + "base"}},
       {"flip-sky", {"-o", out, "IN"}}, {"sky-file", {"IN", "IN", out}}, {"mesh", {"IN", out}}, {"model", {"IN", out}},
-      {"gltf", {"IN", out + ".glb"}},
+      {"gltf", {"IN", out + ".glb"}}, {"info", {"IN"}},
       {"extract", {"IN", out}}, {"panorama", {"IN", out}}, {"raw-panorama", {"IN", out}}, {"list", {"IN"}},
       {"unpack", {"IN", out}}, {"pack", {"--order", "IN", dir.file("members"), out + ".arc"}},
       {"convert", {"IN", out + ".png"}}, {"sky", {"IN", out}}, {"contact-sheet", {"IN", out + ".png"}}};
