@@ -11,6 +11,7 @@
 #include "btc/btc_file_writer.h"
 #include "course_fixture.h"
 #include "run_program.h"
+#include "scratch.h"
 
 using namespace vellmark;
 using vellmark::bench::runProgram;
@@ -22,7 +23,7 @@ constexpr int kFiles = 500;
 
 const fs::path& inputFolder() {
   static const fs::path folder = [] {
-    const fs::path dir = fs::temp_directory_path() / bench::numbered("vellmark-bench-batch-", ::getpid());
+    const fs::path dir = bench::scratchFolder("batch");
     fs::create_directories(dir / "in");
     const auto sky = bench::readDataFile("sky/sky_4800x320_bottom.tga.gz");
     for (int i = 0; i < kFiles; ++i) {
@@ -67,10 +68,4 @@ BENCHMARK(BM_OneBatch)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  std::error_code ec;
-  fs::remove_all(inputFolder(), ec);
-}
+int main(int argc, char** argv) { return vellmark::bench::runBenchmarksAndClean(argc, argv); }

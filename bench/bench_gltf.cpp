@@ -17,6 +17,7 @@
 #include "mesh/map_writer.h"
 #include "mesh/xyz_writer.h"
 #include "run_program.h"
+#include "scratch.h"
 #include "tools/export_gltf.h"
 
 using namespace vellmark;
@@ -28,8 +29,7 @@ constexpr int kMaterials = 4, kGrid = 40;  // 4 x 1,600 vertices, 4 x 3,042 tria
 
 const fs::path& folder() {
   static const fs::path dir = [] {
-    const fs::path d = fs::temp_directory_path() / ("vellmark-bench-gltf-" + std::to_string(::getpid()));
-    fs::create_directories(d);
+    const fs::path d = bench::scratchFolder("gltf");
     d3d::MeshData mesh;
     mesh.fvf = d3d::kFvfXyz | d3d::kFvfTex1;
     mesh.stride = 20;
@@ -83,10 +83,4 @@ BENCHMARK(BM_GltfProgram)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterati
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  std::error_code ec;
-  fs::remove_all(folder(), ec);
-}
+int main(int argc, char** argv) { return vellmark::bench::runBenchmarksAndClean(argc, argv); }

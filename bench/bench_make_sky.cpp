@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "run_program.h"
+#include "scratch.h"
 
 using vellmark::bench::runProgram;
 namespace fs = std::filesystem;
@@ -18,8 +19,7 @@ namespace {
 // The panorama: the bundled 2048 x 1024 sky photograph enlarged to 8192 x 4096.
 const fs::path& folder() {
   static const fs::path dir = [] {
-    const fs::path d = fs::temp_directory_path() / ("vellmark-bench-sky-" + std::to_string(::getpid()));
-    fs::create_directories(d);
+    const fs::path d = vellmark::bench::scratchFolder("make-sky");
     runProgram({"convert", VELLMARK_TEST_DATA_DIR "/media/sunflowers_puresky_2k_jfif_baseline444.jpg", "-resize",
          "8192x4096!", "-quality", "92", (d / "pano.jpg").string()});
     return d;
@@ -48,10 +48,4 @@ BENCHMARK(BM_ImageMagickThenSkyFile)->Unit(benchmark::kMillisecond)->UseRealTime
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  std::error_code ec;
-  fs::remove_all(folder(), ec);
-}
+int main(int argc, char** argv) { return vellmark::bench::runBenchmarksAndClean(argc, argv); }

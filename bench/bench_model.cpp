@@ -5,6 +5,8 @@
 #include <assimp/Importer.hpp>
 #include <assimp/scene.h>
 #include <benchmark/benchmark.h>
+
+#include "scratch.h"
 #include <unistd.h>
 
 #include <cmath>
@@ -126,8 +128,7 @@ std::vector<std::uint8_t> makeGlb(const std::vector<std::vector<std::uint8_t>>& 
 const Fixture& fixture() {
   static const Fixture f = [] {
     Fixture x;
-    x.folder = fs::temp_directory_path() / ("vellmark-bench-model-" + std::to_string(::getpid()));
-    fs::create_directories(x.folder);
+    x.folder = bench::scratchFolder("model");
     x.pngs = texturePngs();
     x.glb = makeGlb(x.pngs);
     writeWholeFile((x.folder / "model.glb").string(), x.glb);
@@ -270,10 +271,4 @@ BENCHMARK(BM_AssimpLoadOnly)->Unit(benchmark::kMillisecond)->Iterations(3);
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  std::error_code ec;
-  fs::remove_all(fixture().folder, ec);
-}
+int main(int argc, char** argv) { return vellmark::bench::runBenchmarksAndClean(argc, argv); }

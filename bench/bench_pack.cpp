@@ -2,6 +2,8 @@
 // compressible, as sounds and pictures are): the time ratio, and a check that the archives
 // are byte for byte the same. Run: bench/run.sh bench_pack
 #include <benchmark/benchmark.h>
+
+#include "scratch.h"
 #include <unistd.h>
 
 #include <cstring>
@@ -25,7 +27,7 @@ constexpr std::size_t kMemberBytes = 6u << 20;
 // pixels repeated, which compress about 3:1.
 const fs::path& memberFolder() {
   static const fs::path folder = [] {
-    const fs::path dir = fs::temp_directory_path() / bench::numbered("vellmark-bench-pack-", ::getpid());
+    const fs::path dir = bench::scratchFolder("pack");
     fs::create_directories(dir / "in");
     const auto sky = bench::readDataFile("sky/sky_4800x320_bottom.tga.gz");
     std::mt19937_64 random(7);
@@ -61,10 +63,4 @@ BENCHMARK(BM_Pack)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime()
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  std::error_code ec;
-  fs::remove_all(memberFolder(), ec);
-}
+int main(int argc, char** argv) { return vellmark::bench::runBenchmarksAndClean(argc, argv); }
