@@ -12,14 +12,13 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "base/file_io.h"
 #include "base/ordered_parallel.h"
 #include "gltf/gltf_model.h"
-#include "gltf/tinygltf_config.h"
+#include "gltf/glb_builder.h"
 #include "image/image_file.h"
 #include "image/resample.h"
 #include "mesh/map_writer.h"
@@ -51,28 +50,8 @@ std::vector<std::vector<std::uint8_t>> texturePngs() {
 }
 
 std::vector<std::uint8_t> makeGlb(const std::vector<std::vector<std::uint8_t>>& pngs) {
-  tinygltf::Model m;
-  m.asset.version = "2.0";
-  std::vector<unsigned char> data;
-  const auto view = [&](const void* p, std::size_t n) {
-    while (data.size() % 4) data.push_back(0);
-    tinygltf::BufferView v;
-    v.buffer = 0;
-    v.byteOffset = data.size();
-    v.byteLength = n;
-    data.insert(data.end(), static_cast<const unsigned char*>(p), static_cast<const unsigned char*>(p) + n);
-    m.bufferViews.push_back(v);
-    return static_cast<int>(m.bufferViews.size() - 1);
-  };
-  const auto accessor = [&](int bufferView, std::size_t count, int componentType, int type) {
-    tinygltf::Accessor a;
-    a.bufferView = bufferView;
-    a.count = count;
-    a.componentType = componentType;
-    a.type = type;
-    m.accessors.push_back(a);
-    return static_cast<int>(m.accessors.size() - 1);
-  };
+  GlbBuilder b;
+  tinygltf::Model& m = b.model();
   tinygltf::Mesh mesh;
   for (int k = 0; k < kMaterials; ++k) {
     std::vector<float> positions, uvs;
@@ -90,15 +69,15 @@ std::vector<std::uint8_t> makeGlb(const std::vector<std::vector<std::uint8_t>>& 
         }
       }
     tinygltf::Primitive p;
-    p.attributes["POSITION"] = accessor(view(positions.data(), 4 * positions.size()), positions.size() / 3,
-                                        TINYGLTF_COMPONENT_TYPE_FLOAT, TINYGLTF_TYPE_VEC3);
-    p.attributes["TEXCOORD_0"] = accessor(view(uvs.data(), 4 * uvs.size()), uvs.size() / 2, TINYGLTF_COMPONENT_TYPE_FLOAT, TINYGLTF_TYPE_VEC2);
-    p.indices = accessor(view(indices.data(), 2 * indices.size()), indices.size(), TINYGLTF_COMPONENT_TYPE_UNSIGNED_SHORT, TINYGLTF_TYPE_SCALAR);
+    p.attributes["POSITION"] = b.accessor(b.view(positions.data(), 4 * positions.size()), positions.size() / 3,
+                                          TINYGLTF_COMPONENT_TYPE_FLOAT, TINYGLTF_TYPE_VEC3);
+    p.attributes["TEXCOORD_0"] = b.accessor(b.view(uvs.data(), 4 * uvs.size()), uvs.size() / 2, TINYGLTF_COMPONENT_TYPE_FLOAT, TINYGLTF_TYPE_VEC2);
+    p.indices = b.accessor(b.view(indices.data(), 2 * indices.size()), indices.size(), TINYGLTF_COMPONENT_TYPE_UNSIGNED_SHORT, TINYGLTF_TYPE_SCALAR);
     p.material = k;
     p.mode = TINYGLTF_MODE_TRIANGLES;
     mesh.primitives.push_back(p);
     tinygltf::Image image;
-    image.bufferView = view(pngs[k].data(), pngs[k].size());
+    image.bufferView = b.view(pngs[k].data(), pngs[k].size());
     image.mimeType = "image/png";
     m.images.push_back(image);
     tinygltf::Texture texture;
@@ -108,21 +87,7 @@ std::vector<std::uint8_t> makeGlb(const std::vector<std::vector<std::uint8_t>>& 
     material.pbrMetallicRoughness.baseColorTexture.index = k;
     m.materials.push_back(material);
   }
-  tinygltf::Buffer buffer;
-  buffer.data = data;
-  m.buffers.push_back(buffer);
-  m.meshes.push_back(mesh);
-  tinygltf::Node node;
-  node.mesh = 0;
-  m.nodes.push_back(node);
-  m.scenes.push_back({});
-  m.scenes[0].nodes = {0};
-  m.defaultScene = 0;
-  std::ostringstream out;
-  tinygltf::TinyGLTF writer;
-  writer.WriteGltfSceneToStream(&m, out, false, true);
-  const std::string s = out.str();
-  return {s.begin(), s.end()};
+  return b.finish(mesh);
 }
 
 const Fixture& fixture() {

@@ -3,60 +3,16 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
-#include <sstream>
 #include <string>
 #include <tuple>
 
 #include "base/error.h"
-#include "gltf/tinygltf_config.h"
+#include "gltf/glb_builder.h"
 #include "image/image_file.h"
 
 namespace vellmark {
 
 namespace {
-
-class GlbBuilder {
- public:
-  GlbBuilder() { model_.asset.version = "2.0"; model_.asset.generator = "vellmark"; }
-
-  int view(const void* data, std::size_t size, int target) {
-    while (bytes_.size() % 4) bytes_.push_back(0);
-    tinygltf::BufferView v;
-    v.buffer = 0;
-    v.byteOffset = bytes_.size();
-    v.byteLength = size;
-    v.target = target;
-    const auto* p = static_cast<const unsigned char*>(data);
-    bytes_.insert(bytes_.end(), p, p + size);
-    model_.bufferViews.push_back(v);
-    return static_cast<int>(model_.bufferViews.size() - 1);
-  }
-  int accessor(int bufferView, std::size_t count, int componentType, int type) {
-    tinygltf::Accessor a;
-    a.bufferView = bufferView;
-    a.count = count;
-    a.componentType = componentType;
-    a.type = type;
-    model_.accessors.push_back(a);
-    return static_cast<int>(model_.accessors.size() - 1);
-  }
-  tinygltf::Model& model() { return model_; }
-
-  std::vector<std::uint8_t> finish() {
-    tinygltf::Buffer buffer;
-    buffer.data = std::move(bytes_);
-    model_.buffers.push_back(std::move(buffer));
-    std::ostringstream out;
-    tinygltf::TinyGLTF writer;
-    if (!writer.WriteGltfSceneToStream(&model_, out, false, true)) fail(ErrorKind::Io, "glTF: the .glb could not be written");
-    const std::string s = out.str();
-    return {s.begin(), s.end()};
-  }
-
- private:
-  tinygltf::Model model_;
-  std::vector<unsigned char> bytes_;
-};
 
 std::uint32_t bitsOf(float f) {
   std::uint32_t b;
@@ -150,17 +106,7 @@ std::vector<std::uint8_t> writeGlb(const XyzObject& object, const std::vector<st
       m.materials.push_back(mat);
     }
   }
-  m.scenes.push_back({});
-  m.defaultScene = 0;
-  // glTF forbids a mesh without primitives: an object without faces is an empty scene.
-  if (!mesh.primitives.empty()) {
-    m.meshes.push_back(mesh);
-    tinygltf::Node node;
-    node.mesh = 0;
-    m.nodes.push_back(node);
-    m.scenes[0].nodes = {0};
-  }
-  return b.finish();
+  return b.finish(std::move(mesh));
 }
 
 }  // namespace vellmark

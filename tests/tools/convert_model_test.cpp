@@ -6,9 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <sstream>
 
-#include "gltf/tinygltf_config.h"
+#include "gltf/glb_builder.h"
 #include "image/image_file.h"
 #include "support/test_support.h"
 #include "tools/export_gltf.h"
@@ -56,78 +55,38 @@ std::uint16_t corner(const std::vector<std::uint8_t>& xyz, std::size_t k) { retu
 // sharing one vertex accessor pair; textures as files beside the model or inside the .glb.
 std::vector<std::uint8_t> gltfOf(const d3d::LoadedMesh& loaded, const std::vector<std::string>& imageUris,
                                  const std::vector<std::vector<std::uint8_t>>& imageBytes) {
-  tinygltf::Model m;
-  m.asset.version = "2.0";
+  GlbBuilder b;
+  tinygltf::Model& m = b.model();
   const d3d::MeshData& mesh = loaded.mesh;
   const std::uint32_t uvAt = *d3d::fvfTexCoordOffset(mesh.fvf);
-  std::vector<unsigned char> data;
-  const auto append = [&](const void* p, std::size_t n) {
-    const auto* b = static_cast<const unsigned char*>(p);
-    data.insert(data.end(), b, b + n);
-  };
-  const auto view = [&](std::size_t offset, std::size_t length) {
-    tinygltf::BufferView v;
-    v.buffer = 0;
-    v.byteOffset = offset;
-    v.byteLength = length;
-    m.bufferViews.push_back(v);
-    return static_cast<int>(m.bufferViews.size() - 1);
-  };
-  const auto accessor = [&](int bufferView, std::size_t count, int componentType, int type) {
-    tinygltf::Accessor a;
-    a.bufferView = bufferView;
-    a.count = count;
-    a.componentType = componentType;
-    a.type = type;
-    m.accessors.push_back(a);
-    return static_cast<int>(m.accessors.size() - 1);
-  };
+  std::vector<float> positions, uvs;
   for (std::uint32_t v = 0; v < mesh.vertexCount; ++v) {
-    float p[3];
+    float p[5];
     std::memcpy(p, &mesh.vertices[v * mesh.stride], 12);
-    p[2] = -p[2];
-    append(p, 12);
+    std::memcpy(p + 3, &mesh.vertices[v * mesh.stride + uvAt], 8);
+    positions.insert(positions.end(), {p[0], p[1], -p[2]});
+    uvs.insert(uvs.end(), {p[3], p[4]});
   }
-  const int positions = accessor(view(0, data.size()), mesh.vertexCount, TINYGLTF_COMPONENT_TYPE_FLOAT, TINYGLTF_TYPE_VEC3);
-  std::vector<double> lo(3, 1e30), hi(3, -1e30);
-  for (std::uint32_t v = 0; v < mesh.vertexCount; ++v)
-    for (int j = 0; j < 3; ++j) {
-      float x;
-      std::memcpy(&x, &data[12 * v + 4 * j], 4);
-      lo[j] = std::min<double>(lo[j], x), hi[j] = std::max<double>(hi[j], x);
-    }
-  m.accessors[positions].minValues = lo;
-  m.accessors[positions].maxValues = hi;
-  const std::size_t uvStart = data.size();
-  for (std::uint32_t v = 0; v < mesh.vertexCount; ++v) append(&mesh.vertices[v * mesh.stride + uvAt], 8);
-  const int uvs = accessor(view(uvStart, data.size() - uvStart), mesh.vertexCount, TINYGLTF_COMPONENT_TYPE_FLOAT, TINYGLTF_TYPE_VEC2);
-
+  const int position = b.accessor(b.view(positions.data(), 4 * positions.size()), mesh.vertexCount, TINYGLTF_COMPONENT_TYPE_FLOAT, TINYGLTF_TYPE_VEC3);
+  const int uv = b.accessor(b.view(uvs.data(), 4 * uvs.size()), mesh.vertexCount, TINYGLTF_COMPONENT_TYPE_FLOAT, TINYGLTF_TYPE_VEC2);
   tinygltf::Mesh gm;
   for (std::uint32_t f = 0; f < mesh.faceCount();) {
-    std::uint32_t end = f;
-    while (end < mesh.faceCount() && mesh.attributes[end] == mesh.attributes[f]) ++end;
-    const std::size_t start = data.size();
-    for (std::uint32_t g = f; g < end; ++g) {
-      const std::uint16_t c[3] = {mesh.indices[3 * g], mesh.indices[3 * g + 2], mesh.indices[3 * g + 1]};
-      append(c, 6);
-    }
+    std::vector<std::uint16_t> corners;
+    const std::uint32_t material = mesh.attributes[f];
+    for (; f < mesh.faceCount() && mesh.attributes[f] == material; ++f)
+      corners.insert(corners.end(), {mesh.indices[3 * f], mesh.indices[3 * f + 2], mesh.indices[3 * f + 1]});
     tinygltf::Primitive p;
-    p.attributes = {{"POSITION", positions}, {"TEXCOORD_0", uvs}};
-    p.indices = accessor(view(start, data.size() - start), 3 * (end - f), TINYGLTF_COMPONENT_TYPE_UNSIGNED_SHORT, TINYGLTF_TYPE_SCALAR);
-    p.material = static_cast<int>(mesh.attributes[f]);
+    p.attributes = {{"POSITION", position}, {"TEXCOORD_0", uv}};
+    p.indices = b.accessor(b.view(corners.data(), 2 * corners.size()), corners.size(), TINYGLTF_COMPONENT_TYPE_UNSIGNED_SHORT, TINYGLTF_TYPE_SCALAR);
+    p.material = static_cast<int>(material);
     p.mode = TINYGLTF_MODE_TRIANGLES;
     gm.primitives.push_back(p);
-    while (data.size() % 4) data.push_back(0);
-    f = end;
   }
   for (std::size_t i = 0; i < loaded.materials.size(); ++i) {
     tinygltf::Image image;
     if (!imageBytes.empty()) {
-      const std::size_t start = data.size();
-      append(imageBytes[i].data(), imageBytes[i].size());
-      image.bufferView = view(start, imageBytes[i].size());
+      image.bufferView = b.view(imageBytes[i].data(), imageBytes[i].size());
       image.mimeType = "image/png";
-      while (data.size() % 4) data.push_back(0);
     } else {
       image.uri = imageUris[i];
     }
@@ -139,21 +98,7 @@ std::vector<std::uint8_t> gltfOf(const d3d::LoadedMesh& loaded, const std::vecto
     material.pbrMetallicRoughness.baseColorTexture.index = static_cast<int>(i);
     m.materials.push_back(material);
   }
-  tinygltf::Buffer buffer;
-  buffer.data = data;
-  m.buffers.push_back(buffer);
-  m.meshes.push_back(gm);
-  tinygltf::Node node;
-  node.mesh = 0;
-  m.nodes.push_back(node);
-  m.scenes.push_back({});
-  m.scenes[0].nodes = {0};
-  m.defaultScene = 0;
-  std::ostringstream out;
-  tinygltf::TinyGLTF writer;
-  EXPECT_TRUE(writer.WriteGltfSceneToStream(&m, out, false, true));
-  const std::string s = out.str();
-  return {s.begin(), s.end()};
+  return b.finish(gm);
 }
 
 std::string base64(const std::vector<std::uint8_t>& bytes) {
