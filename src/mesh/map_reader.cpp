@@ -64,6 +64,9 @@ MapPicture readMapLevel(Bytes file, const MapDirectory& d, std::uint32_t level) 
   if (l.bitsPerPixel != kMapBitsPerPixel) corrupt(name + " has " + std::to_string(l.bitsPerPixel) + " bits per pixel");
   if (l.width > kMapMaxTextureSide || l.height > kMapMaxTextureSide)
     corrupt(name + " is " + std::to_string(l.width) + " x " + std::to_string(l.height));
+  // The directory checks these only for levels with a size; a material may name any level.
+  if (!rangeFits(l.paletteAt, kMapPaletteSize, file.size()) || !rangeFits(l.dataAt, l.dataSize, file.size()))
+    corrupt(name + "'s palette or data runs past the file");
   MapPicture picture;
   picture.width = l.width;
   picture.height = l.height;
