@@ -85,7 +85,7 @@ MemberKind MemberKindProbe::kind() const {
   return classifyMember(Bytes(state_->out.data(), kKindPrefix - state_->stream.avail_out));
 }
 
-std::vector<MemberListing> listArchive(Bytes archive, const ArchiveDirectory& directory) {
+std::vector<MemberListing> listArchiveMembers(const ArchiveDirectory& directory, const MemberFeeder& feed) {
   std::vector<MemberListing> lines;
   lines.reserve(directory.records.size());
   for (std::size_t i = 0; i < directory.records.size(); ++i) {
@@ -93,11 +93,17 @@ std::vector<MemberListing> listArchive(Bytes archive, const ArchiveDirectory& di
     line.index = i;
     line.record = directory.records[i];
     MemberKindProbe probe;
-    probe.feed(memberData(archive, line.record));
+    feed(line.record, probe);
     line.kind = probe.kind();
     lines.push_back(std::move(line));
   }
   return lines;
+}
+
+std::vector<MemberListing> listArchive(Bytes archive, const ArchiveDirectory& directory) {
+  return listArchiveMembers(directory, [&](const ArchiveRecord& record, MemberKindProbe& probe) {
+    probe.feed(memberData(archive, record));
+  });
 }
 
 ArchiveUnpacker::ArchiveUnpacker(Bytes archive, bool convert, bool picturesAsPng)

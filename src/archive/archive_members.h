@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -59,6 +60,11 @@ class MemberKindProbe {
   struct State;
   std::unique_ptr<State> state_;
 };
+
+// The listing of `directory`, each member's kind judged from what `feed` gives its probe
+// (the whole stream in memory, or pieces read from a file until the probe has enough).
+using MemberFeeder = std::function<void(const ArchiveRecord&, MemberKindProbe&)>;
+std::vector<MemberListing> listArchiveMembers(const ArchiveDirectory& directory, const MemberFeeder& feed);
 
 // Longest member name a course archive is packed with (the 32-byte field keeps its NUL).
 // Unpacking takes no longer names either, so that whatever it writes packs again.

@@ -24,23 +24,13 @@ std::vector<std::uint8_t> readMemberData(const InputFile& archive, const Archive
 }
 
 std::vector<MemberListing> listArchiveFile(const InputFile& archive) {
-  const ArchiveDirectory directory = readCourseArchiveDirectory(archive);
-  std::vector<MemberListing> lines;
-  lines.reserve(directory.records.size());
-  for (std::size_t i = 0; i < directory.records.size(); ++i) {
-    MemberListing line;
-    line.index = i;
-    line.record = directory.records[i];
-    MemberKindProbe probe;
-    for (std::uint32_t done = 0; done < line.record.compressedSize;) {
-      const auto piece = std::min<std::uint32_t>(kProbePiece, line.record.compressedSize - done);
-      if (probe.feed(archive.readAt(std::uint64_t{line.record.dataOffset} + done, piece))) break;
+  return listArchiveMembers(readCourseArchiveDirectory(archive), [&](const ArchiveRecord& record, MemberKindProbe& probe) {
+    for (std::uint32_t done = 0; done < record.compressedSize;) {
+      const auto piece = std::min<std::uint32_t>(kProbePiece, record.compressedSize - done);
+      if (probe.feed(archive.readAt(std::uint64_t{record.dataOffset} + done, piece))) break;
       done += piece;
     }
-    line.kind = probe.kind();
-    lines.push_back(std::move(line));
-  }
-  return lines;
+  });
 }
 
 }  // namespace vellmark
