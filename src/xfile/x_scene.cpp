@@ -100,15 +100,19 @@ LoadedMesh buildLoadedMesh(const XTree& tree) {
     used.push_back(&p);
     vertexTotal += part.vertexCount;
     triangleTotal += part.attributes.size();
-    if (vertexTotal > kMaxVertices)
-      failX(kInvalidCall, "the merged mesh has more than " + std::to_string(kMaxVertices) +
-                              " vertices, more than 16-bit indices can address");
     if (triangleTotal > kMaxTriangles)
       failX(kOutOfMemory, "the merged mesh has more than " + std::to_string(kMaxTriangles) + " triangles");
     fvf |= part.fvf;
     anyMaterials = anyMaterials || !part.materials.empty();
   }
   if (used.empty()) failX(kFail, "the file holds no mesh with vertices");
+  // Checked after the walk so that the message gives the whole count, which tells a modder how far
+  // to cut the model down; the parts are built either way and each is bounded by the file's size.
+  if (vertexTotal > kMaxVertices)
+    throw Error(ErrorKind::Unsupported,
+                "the merged mesh has " + std::to_string(vertexTotal) + " vertices, more than the " +
+                    std::to_string(kMaxVertices) + " that 16-bit indices can address",
+                kInvalidCall);
 
   LoadedMesh out;
   MeshData& mesh = out.mesh;

@@ -23,9 +23,9 @@ inline constexpr std::uint32_t kMaxVertices = 65535;
 // Largest merged triangle count the loader builds.
 inline constexpr std::uint32_t kMaxTriangles = 1u << 24;
 
-// Raises Error with result code kFail when the file holds no mesh with vertices, kInvalidCall when the
-// merged mesh has more than kMaxVertices vertices, kOutOfMemory past kMaxTriangles, and
-// what buildMeshPart throws.
+// Raises Error with result code kFail when the file holds no mesh with vertices, kInvalidCall (kind
+// Unsupported, naming the count) when the merged mesh has more than kMaxVertices vertices,
+// kOutOfMemory past kMaxTriangles, and what buildMeshPart throws.
 LoadedMesh buildLoadedMesh(const XTree& tree);
 
 }  // namespace vellmark::d3d

@@ -156,6 +156,20 @@ TEST(XLoader, MadeFilesLoadToTheirKnownMeshesOrFailWithTheirCode) {
   for (const auto& c : cases) EXPECT_EQ(resultOf(c.file), c.expected) << c.name;
 }
 
+// Past the limit the code is the game's, and the message gives the whole merged count (two
+// grids of 40,000) so that a modder knows how far to cut the model down.
+TEST(XLoader, TooManyVerticesNamesTheWholeCount) {
+  const std::string file = kTxt + grid(200) + grid(200);
+  try {
+    (void)loadXFile(Bytes(reinterpret_cast<const std::uint8_t*>(file.data()), file.size()));
+    ADD_FAILURE() << "80000 vertices loaded";
+  } catch (const Error& e) {
+    EXPECT_EQ(e.resultCode(), kInvalidCall);
+    EXPECT_EQ(e.kind(), ErrorKind::Unsupported);
+    EXPECT_NE(std::string(e.what()).find("80000 vertices"), std::string::npos) << e.what();
+  }
+}
+
 TEST(XLoader, RealFilesLoadToTheirKnownMeshes) {
   const std::pair<const char*, const char*> files[] = {
       {"assimp/BCN_Epileptic.X", "92846bf5bf6f9e399de505e9264ddf11766aff8cbc8d8071bb774c30bb9be470"},
