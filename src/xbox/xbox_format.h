@@ -69,7 +69,8 @@ struct BlockInfo {
 // converter can read.
 BlockInfo blockInfo(unsigned gpu);
 
-// Name of a GPU data format for messages ("DXT1", "16_16_FLOAT", ...).
+// Name of a GPU data format for messages, as the platform documents them ("k_DXT1",
+// "k_16_16_FLOAT", ...): the bare names read like numbers ("8").
 const char* gpuFormatName(unsigned gpu);
 
 constexpr std::uint32_t divideRoundingUp(std::uint32_t value, std::uint32_t by) { return (value + by - 1) / by; }

@@ -40,6 +40,10 @@ TEST(FileInfo, DescribesEveryKindByContent) {
     EXPECT_EQ(facts.value(c.key, Json()), c.value) << c.path << "\n" << facts.dump(1);
     EXPECT_FALSE(facts.contains("error")) << facts.dump(1);
   }
+  // Formats by the platform's names: a bare "8_8_8_8" (or "8") reads like a number.
+  const Json bundle = describeFile(dir.file("tail.xpr"));
+  EXPECT_EQ(bundle["resource list"][1].value("format", Json()), "k_8_8_8_8") << bundle.dump(1);
+  EXPECT_EQ(bundle["resource list"][1].value("levels", Json()), 5) << bundle.dump(1);
 }
 
 TEST(FileInfo, SaysWhatIsWrongWithBrokenFiles) {

@@ -53,7 +53,7 @@ std::vector<std::uint8_t> renamed(std::vector<std::uint8_t> file, std::uint32_t 
 // plain name.
 TEST(XprToTga, WritesTheKnownFilesAndLines) {
   const struct { const char* bundle; std::string printed, errors; const char* files; } cases[] = {
-      {"xpr/tool.xpr.gz", "   1: sky (Cubemap)\n   3: env (Cubemap)\n", "   7: texture format 16_16_EDRAM cannot be converted; skipped\n",
+      {"xpr/tool.xpr.gz", "   1: sky (Cubemap)\n   3: env (Cubemap)\n", "   7: texture format k_16_16_EDRAM cannot be converted; skipped\n",
        "d26cc466061f2f49f50153f1956a2a87506cdd1e2df2013ef713f4feb12b6bc5"},
       {"xpr/tail.xpr.gz", "", "", "844342143fb660033fc5208ca27dd8a93e05dc3d13d71e74f0658dd457d4af8b"},
   };
