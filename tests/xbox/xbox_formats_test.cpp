@@ -73,3 +73,16 @@ TEST(XboxConvert, EndianSwapsLeaveAShortTailAndBadInputIsAnError) {
   EXPECT_THROW(makeTextureLayout(100, 16, 1, 1, 0x186, 3, 0, 0, 0), Error);  // 96 < 100 texels
   EXPECT_THROW(makeTextureLayout(100, 16, 1, 1, 0x186, 0, 0, 0, 0), Error);
 }
+
+// Selector 7 keeps each channel's own component, as the identity would; 6 has no documented
+// meaning and reads as the constant 0.
+TEST(XboxConvert, SwizzleSelectorsSixAndSeven) {
+  const auto code = [](std::uint32_t r, std::uint32_t g, std::uint32_t b, std::uint32_t a) {
+    return 6u | r << 18 | g << 21 | b << 24 | a << 27;  // 8_8_8_8, linear, no swap
+  };
+  const std::vector<std::uint8_t> texel = {0x11, 0x22, 0x33, 0x44};  // X, Y, Z, W from the low byte up
+  EXPECT_EQ(convertToBgra(texel, 4, 1, 1, code(0, 1, 2, 3)), bytes({0x33, 0x22, 0x11, 0x44}));
+  EXPECT_EQ(convertToBgra(texel, 4, 1, 1, code(7, 7, 7, 7)), bytes({0x33, 0x22, 0x11, 0x44}));
+  EXPECT_EQ(convertToBgra(texel, 4, 1, 1, code(7, 6, 6, 3)), bytes({0x00, 0x00, 0x11, 0x44}));
+  EXPECT_EQ(convertToBgra(texel, 4, 1, 1, code(6, 5, 4, 6)), bytes({0x00, 0xFF, 0x00, 0x00}));
+}
