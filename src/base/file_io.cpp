@@ -33,37 +33,6 @@ using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
   fail(ErrorKind::Io, "cannot open input file '" + path + "': " + reason);
 }
 
-// Opens an input that must be a regular file. The open does not wait: a FIFO would block an
-// ordinary open until someone writes to it.
-FilePtr openRegularFile(const std::string& path, std::uint64_t& size, Links links) {
-#ifdef _WIN32
-  const DWORD attributes = GetFileAttributesA(path.c_str());
-  if (links == Links::Refuse && attributes != INVALID_FILE_ATTRIBUTES &&
-      (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0)
-    failInput(path, "a link, not a file");
-  const int fd = _open(path.c_str(), _O_RDONLY | _O_BINARY);
-  if (fd < 0) failInput(path, std::strerror(errno));
-  struct _stat64 st;
-  if (_fstat64(fd, &st) != 0 || (st.st_mode & _S_IFMT) != _S_IFREG) {
-    _close(fd);
-    failInput(path, "not a regular file");
-  }
-  FilePtr file(_fdopen(fd, "rb"));
-#else
-  const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | (links == Links::Refuse ? O_NOFOLLOW : 0));
-  if (fd < 0) failInput(path, errno == ELOOP && links == Links::Refuse ? "a symbolic link, not a file" : std::strerror(errno));
-  struct stat st;
-  if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-    ::close(fd);
-    failInput(path, S_ISDIR(st.st_mode) ? "a folder, not a file" : "not a regular file");
-  }
-  FilePtr file(::fdopen(fd, "rb"));
-#endif
-  if (!file) failInput(path, std::strerror(errno));
-  size = static_cast<std::uint64_t>(st.st_size);
-  return file;
-}
-
 // A name beside `path` that no other writer of this process or another one picks.
 std::string temporaryName(const std::string& path) {
   static std::atomic<unsigned> counter{0};
@@ -85,9 +54,42 @@ bool replaceFile(const std::string& from, const std::string& to) {
 
 }  // namespace
 
+OpenedInput openInputFile(const std::string& path, Links links) {
+#ifdef _WIN32
+  const DWORD attributes = GetFileAttributesA(path.c_str());
+  if (links == Links::Refuse && attributes != INVALID_FILE_ATTRIBUTES &&
+      (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0)
+    failInput(path, "a link, not a file");
+  const int fd = _open(path.c_str(), _O_RDONLY | _O_BINARY);
+  if (fd < 0) failInput(path, std::strerror(errno));
+  struct _stat64 st;
+  const bool regular = _fstat64(fd, &st) == 0 && (st.st_mode & _S_IFMT) == _S_IFREG;
+  const bool folder = !regular && (st.st_mode & _S_IFMT) == _S_IFDIR;
+  if (!regular) _close(fd);
+#else
+  // Not blocking: an ordinary open of a FIFO waits until someone writes to it.
+  const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | (links == Links::Refuse ? O_NOFOLLOW : 0));
+  if (fd < 0) failInput(path, errno == ELOOP && links == Links::Refuse ? "a symbolic link, not a file" : std::strerror(errno));
+  struct stat st;
+  const bool regular = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+  const bool folder = !regular && S_ISDIR(st.st_mode);
+  if (!regular) ::close(fd);
+#endif
+  if (!regular) failInput(path, folder ? "a folder, not a file" : "not a regular file");
+  return {fd, static_cast<std::uint64_t>(st.st_size)};
+}
+
 std::vector<std::uint8_t> readWholeFile(const std::string& path, Links links) {
-  std::uint64_t size = 0;
-  FilePtr file = openRegularFile(path, size, links);
+  const OpenedInput opened = openInputFile(path, links);
+  const std::uint64_t size = opened.size;
+#ifdef _WIN32
+  FilePtr file(_fdopen(opened.fd, "rb"));
+  if (!file) _close(opened.fd);
+#else
+  FilePtr file(::fdopen(opened.fd, "rb"));
+  if (!file) ::close(opened.fd);
+#endif
+  if (!file) failInput(path, std::strerror(errno));
   if (size > kMaxInputFileBytes)
     fail(ErrorKind::Unsupported, "input file '" + path + "' has " + std::to_string(size) +
                                      " bytes; files above 2 GiB are not read");

@@ -13,12 +13,21 @@ namespace vellmark {
 // The largest file read into memory whole.
 inline constexpr std::uint64_t kMaxInputFileBytes = std::uint64_t{2} << 30;
 
-// Reads a regular file whole. A file that cannot be opened or read, and anything but a regular
-// file (a folder, a FIFO, a device), raise Error(Io) naming the path and the reason; a file
-// above kMaxInputFileBytes raises Error(Unsupported).
-// With Links::Refuse, a symbolic link at `path` is refused too (Error(Io)) rather than
-// followed: for inputs picked from a folder's listing, where a link could point anywhere.
 enum class Links { Follow, Refuse };
+
+// Opens an input for reading. A file that cannot be opened, and anything but a regular file (a
+// folder, a FIFO, a device), raise Error(Io) naming the path and the reason; the open never
+// waits for a FIFO's writer. With Links::Refuse, a symbolic link at `path` is refused too
+// rather than followed: for inputs picked from a folder's listing, where a link could point
+// anywhere. The caller owns the descriptor; `size` is the file's size when it was opened.
+struct OpenedInput {
+  int fd = -1;
+  std::uint64_t size = 0;
+};
+OpenedInput openInputFile(const std::string& path, Links links = Links::Follow);
+
+// Reads a regular file whole, opened as openInputFile() opens it. A read that fails raises
+// Error(Io); a file above kMaxInputFileBytes raises Error(Unsupported).
 std::vector<std::uint8_t> readWholeFile(const std::string& path, Links links = Links::Follow);
 
 // A file written piece by piece under a temporary name beside `path` and renamed over `path`

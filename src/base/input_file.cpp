@@ -1,7 +1,5 @@
 #include "base/input_file.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -15,17 +13,13 @@
 
 #include "base/byte_reader.h"
 #include "base/error.h"
+#include "base/file_io.h"
 
 namespace vellmark {
 
 namespace {
 
-[[noreturn]] void failOpen(const std::string& path, const std::string& reason) {
-  fail(ErrorKind::Io, "cannot open input file '" + path + "': " + reason);
-}
-
 #ifdef _WIN32
-int openFile(const std::string& path) { return _open(path.c_str(), _O_RDONLY | _O_BINARY); }
 void closeFile(int fd) { _close(fd); }
 // One read at a time through the shared position: readAt is not used from several threads.
 long long readSome(int fd, std::uint64_t offset, std::uint8_t* into, std::size_t n) {
@@ -33,8 +27,6 @@ long long readSome(int fd, std::uint64_t offset, std::uint8_t* into, std::size_t
   return _read(fd, into, static_cast<unsigned>(std::min<std::size_t>(n, 1u << 30)));
 }
 #else
-// Not blocking: an ordinary open of a FIFO waits until someone writes to it.
-int openFile(const std::string& path) { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); }
 void closeFile(int fd) { ::close(fd); }
 long long readSome(int fd, std::uint64_t offset, std::uint8_t* into, std::size_t n) {
   return ::pread(fd, into, std::min<std::size_t>(n, std::size_t{1} << 30), static_cast<off_t>(offset));
@@ -44,22 +36,9 @@ long long readSome(int fd, std::uint64_t offset, std::uint8_t* into, std::size_t
 }  // namespace
 
 InputFile::InputFile(const std::string& path) : path_(path) {
-  fd_ = openFile(path);
-  if (fd_ < 0) failOpen(path, std::strerror(errno));
-#ifdef _WIN32
-  struct _stat64 st;
-  const bool regular = _fstat64(fd_, &st) == 0 && (st.st_mode & _S_IFMT) == _S_IFREG;
-  const bool folder = !regular && (st.st_mode & _S_IFMT) == _S_IFDIR;
-#else
-  struct stat st;
-  const bool regular = ::fstat(fd_, &st) == 0 && S_ISREG(st.st_mode);
-  const bool folder = !regular && S_ISDIR(st.st_mode);
-#endif
-  if (!regular) {
-    closeFile(fd_);
-    failOpen(path, folder ? "a folder, not a file" : "not a regular file");
-  }
-  size_ = static_cast<std::uint64_t>(st.st_size);
+  const OpenedInput opened = openInputFile(path);
+  fd_ = opened.fd;
+  size_ = opened.size;
 }
 
 InputFile::~InputFile() { closeFile(fd_); }

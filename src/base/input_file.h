@@ -10,9 +10,7 @@ namespace vellmark {
 
 class InputFile {
  public:
-  // Opens a regular file for reading. Anything else (a folder, a FIFO, a device) and a file
-  // that cannot be opened raise Error(Io) naming the path and the reason; the open never
-  // waits for a FIFO's writer.
+  // Opens a regular file for reading, with openInputFile()'s checks and errors.
   explicit InputFile(const std::string& path);
   ~InputFile();
   InputFile(const InputFile&) = delete;
