@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "base/error.h"
+#include "base/file_names.h"
 #include "base/ordered_parallel.h"
 #include "cli/batch.h"
 #include "cli/commands.h"
@@ -124,12 +125,19 @@ class WorkingFolder {
   fs::path previous_;
 };
 
-// The tool skips a resource whose name cannot be a file name and says why; the program
-// fails for it as for a file it could not write.
-void throwOnRefusedNames(std::size_t refused, const std::string& input) {
-  if (refused)
-    throw OutputError("'" + input + "': " + std::to_string(refused) +
-                      (refused == 1 ? " resource refused for its name" : " resources refused for their names"));
+// The tool skips a resource whose name cannot be a file name and says why, and passes over
+// a file it could not write; the program fails for either. The names are relative to the
+// current folder, which the message calls `folder`.
+void throwOnUndone(const XprRunResult& run, const std::string& input, const std::string& folder) {
+  if (!run.unwritten.empty()) {
+    const std::string& first = run.unwritten.front();
+    const std::size_t more = run.unwritten.size() - 1;
+    throw OutputError("'" + input + "': cannot write '" + printableName((fs::path(folder) / first).string()) +
+                      "': " + whyNotWritable(first) + (more ? " (and " + std::to_string(more) + " more failed writes)" : ""));
+  }
+  if (run.refused)
+    throw OutputError("'" + input + "': " + std::to_string(run.refused) +
+                      (run.refused == 1 ? " resource refused for its name" : " resources refused for their names"));
 }
 
 int runXprToTga(ProgramHost& host, const ImageArgs& a) {
@@ -138,9 +146,9 @@ int runXprToTga(ProgramHost& host, const ImageArgs& a) {
     const fs::path folder = fs::path(base).parent_path();
     if (!folder.empty()) prepareOutputFolder(folder.string());
     (void)readInput(in);
-    const std::size_t refused = xprToTga(host, in, base, a.png);
+    const XprRunResult run = xprToTga(host, in, base, a.png);
     throwOnErrorBox(host, in);
-    throwOnRefusedNames(refused, in);
+    throwOnUndone(run, in, "");
     return 0;
   }
   const std::string folder = prepareOutputFolder(a.outputDir);
@@ -154,7 +162,7 @@ int runXprToTga(ProgramHost& host, const ImageArgs& a) {
     if (a.noClobber && stampOf(first))
       throw OutputError("'" + first + "' exists in '" + a.outputDir + "' and --no-clobber is given");
     (void)readInput(in);
-    throwOnRefusedNames(xprToTga(h, in, stemOf(item.input), a.png), item.input);
+    throwOnUndone(xprToTga(h, in, stemOf(item.input), a.png), item.input, a.outputDir);
   });
 }
 
@@ -182,7 +190,8 @@ void addImageCommands(CLI::App& app, Registry& registry) {
                       "whose top level lies in the mip tail as BASE_NAME_miptail.tga), cube textures as "
                       "NAME<face>.tga and user data as NAME.bin, NAME being the resource's own name, in the "
                       "current folder: BUNDLE.xpr BASE_NAME. With -o DIR every bundle is converted inside DIR "
-                      "with its own name as BASE_NAME. With --png the pictures are written as .png files.",
+                      "with its own name as BASE_NAME. With --png the pictures are written as .png files. A file that "
+                      "cannot be written is named after the others are written, and the run fails.",
                       "vellmark xpr2tga -o textures/ menu.xpr course.xpr");
   auto xpr = addImageOptions(sub, "BUNDLE.xpr BASE_NAME, or the bundles with -o");
   sub->add_flag("--png", xpr->png, "write PNG images (.png) instead of TGA");

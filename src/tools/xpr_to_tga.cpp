@@ -120,15 +120,17 @@ std::size_t buildXprFiles(Host& host, const XprBundle& bundle, const std::string
   return refused;
 }
 
-std::size_t xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName, bool asPng) {
+XprRunResult xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName, bool asPng) {
+  XprRunResult result;
   const auto bundle = loadXprBundle(host, xprPath);
   if (!bundle) {
     host.messageBox(messages::kXprErrorCaption, messages::kXprErrorText);
-    return 0;
+    return result;
   }
-  return buildXprFiles(host, *bundle, textureBaseName, [](const std::string& name, std::initializer_list<Bytes> pieces) {
-    (void)writeWholeFile(name, pieces);
+  result.refused = buildXprFiles(host, *bundle, textureBaseName, [&](const std::string& name, std::initializer_list<Bytes> pieces) {
+    if (!writeWholeFile(name, pieces)) result.unwritten.push_back(name);
   }, asPng);
+  return result;
 }
 
 }  // namespace vellmark

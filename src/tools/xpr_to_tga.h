@@ -6,6 +6,7 @@
 #include <functional>
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 #include "base/byte_reader.h"
 #include "base/host.h"
@@ -30,10 +31,16 @@ using XprFileSink = std::function<void(const std::string& name, std::initializer
 std::size_t buildXprFiles(Host& host, const XprBundle& bundle, const std::string& textureBaseName,
                           const XprFileSink& sink, bool asPng = false);
 
+// What a run left undone, for callers that must fail for it: the game's tool itself passes
+// over both in silence.
+struct XprRunResult {
+  std::size_t refused = 0;               // resources skipped for their names
+  std::vector<std::string> unwritten;    // files that could not be written, in order
+};
+
 // The whole tool: loads `xprPath` and writes the files of buildXprFiles by their names (in
 // the current folder unless BASE has one). A bundle that cannot be loaded shows "XPR Object
-// Creation Error" after its printed line. Returns the number of resources refused for their
-// names.
-std::size_t xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName, bool asPng = false);
+// Creation Error" after its printed line.
+XprRunResult xprToTga(Host& host, const std::string& xprPath, const std::string& textureBaseName, bool asPng = false);
 
 }  // namespace vellmark

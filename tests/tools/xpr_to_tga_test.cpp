@@ -103,7 +103,7 @@ TEST(XprToTga, NamesFromTheBundleStayInsideTheFolder) {
     fs::create_directories(root / "a/b/work");
     writeFile(root / "a/b/work/bundle.xpr", file);
     InFolder in(root / "a/b/work");
-    return xprToTga(host, "bundle.xpr", "base");
+    return xprToTga(host, "bundle.xpr", "base").refused;
   };
   RecordingHost plainHost;
   EXPECT_EQ(run(dir.path() / "plain", good, plainHost), 0u);
@@ -137,4 +137,28 @@ TEST(XprToTga, NamesFromTheBundleStayInsideTheFolder) {
   EXPECT_EQ(cli.status, 1);
   EXPECT_NE(cli.err.find("1 resource refused for its name"), std::string::npos) << cli.err;
   EXPECT_FALSE(fs::exists(dir.path() / "cli/escape.bin"));
+}
+
+// The game's tool passes over a file it cannot write; the program names it and fails, and
+// the files that could be written are there.
+TEST(XprToTga, TheProgramFailsForAFileItCouldNotWrite) {
+  ScratchDir dir;
+  writeFile(dir.file("tool.xpr"), loadData("xpr/tool.xpr.gz"));
+  fs::create_directories(dir.path() / "out/data.bin");  // a folder where user data "data" goes
+  const auto cli = runCli({"xpr2tga", "-o", dir.file("out"), dir.file("tool.xpr")});
+  EXPECT_EQ(cli.status, 1);
+  EXPECT_NE(cli.err.find("cannot write '" + (dir.path() / "out/data.bin").string() + "': it is a folder"),
+            std::string::npos) << cli.err;
+  EXPECT_TRUE(fs::exists(dir.path() / "out/tool.tga"));
+  EXPECT_TRUE(fs::exists(dir.path() / "out/skyXP.tga"));
+
+  // The single form (bundle names land in the current folder). Three textures write
+  // base.tga, so four writes fail.
+  fs::create_directories(dir.path() / "one/base.tga");
+  fs::create_directories(dir.path() / "one/skyZN.tga");
+  InFolder in(dir.path() / "one");
+  const auto one = runCli({"xpr2tga", dir.file("tool.xpr"), "base"});
+  EXPECT_EQ(one.status, 1);
+  EXPECT_NE(one.err.find("cannot write 'base.tga': it is a folder (and 3 more failed writes)"), std::string::npos) << one.err;
+  EXPECT_TRUE(fs::exists(dir.path() / "one/data.bin"));
 }
