@@ -6,8 +6,14 @@ namespace vellmark {
 
 TgaHeader readTgaHeader(Bytes file, const std::string& what) {
   ByteReader reader(file, what);
-  reader.skip(12);
   TgaHeader header;
+  header.idLength = reader.u8();
+  header.mapType = reader.u8();
+  header.imageType = reader.u8();
+  header.mapStart = reader.u16();
+  header.mapLength = reader.u16();
+  header.mapBits = reader.u8();
+  reader.skip(4);  // origin
   header.width = reader.u16();
   header.height = reader.u16();
   header.pixelDepth = reader.u8();
@@ -47,24 +53,17 @@ std::vector<std::uint8_t> makeTgaImage(std::uint16_t width, std::uint16_t height
 }
 
 Image readTgaImage(Bytes tga, const std::string& what) {
-  ByteReader reader(tga, what);
-  const std::uint8_t idLength = reader.u8();
-  const std::uint8_t mapType = reader.u8();
-  const std::uint8_t imageType = reader.u8();
-  reader.skip(2);
-  const std::uint16_t mapLength = reader.u16();
-  const std::uint8_t mapEntryBits = reader.u8();
-  reader.skip(4);
-  Image image;
-  image.width = reader.u16();
-  image.height = reader.u16();
-  const std::uint8_t depth = reader.u8();
-  const std::uint8_t descriptor = reader.u8();
-  if (imageType != kTgaImageTypeTrueColour || (depth != 24 && depth != 32) || (descriptor & 0x10))
+  const TgaHeader header = readTgaHeader(tga, what);
+  const std::uint8_t depth = header.pixelDepth;
+  const std::uint8_t descriptor = header.descriptor;
+  if (header.imageType != kTgaImageTypeTrueColour || (depth != 24 && depth != 32) || (descriptor & kTgaDescriptorRightToLeft))
     fail(ErrorKind::Unsupported, what + ": only uncompressed 24- and 32-bit left-to-right TGA images are read (type " +
-                                     std::to_string(imageType) + ", " + std::to_string(depth) + " bits)");
-  reader.skip(idLength);
-  if (mapType != 0) reader.skip(std::size_t{mapLength} * ((mapEntryBits + 7) / 8));
+                                     std::to_string(header.imageType) + ", " + std::to_string(depth) + " bits)");
+  ByteReader reader(tga, what);
+  reader.seek(header.dataOffset());
+  Image image;
+  image.width = header.width;
+  image.height = header.height;
   const std::size_t bytesPerPixel = depth / 8;
   const std::size_t rowBytes = std::size_t{image.width} * bytesPerPixel;
   const Bytes rows = reader.take(rowBytes * image.height);

@@ -17,6 +17,7 @@ inline constexpr std::size_t kTgaHeaderSize = 18;
 inline constexpr std::uint8_t kTgaImageTypeTrueColour = 2;
 inline constexpr std::uint8_t kTgaPixelDepth32 = 32;
 inline constexpr std::uint8_t kTgaDescriptorTopFirst = 0x20;     // first stored row is the top row
+inline constexpr std::uint8_t kTgaDescriptorRightToLeft = 0x10;  // first stored column is the right one
 inline constexpr std::uint8_t kTgaDescriptorTopFirstAlpha8 = 0x28;
 // Bytes 16-17 read as one little-endian word: 32 bits, top row first, no alpha bits.
 inline constexpr std::uint16_t kTgaSystemLayout = 0x2020;
@@ -28,7 +29,14 @@ struct Image {
   std::vector<std::uint8_t> pixels;
 };
 
+// The 18-byte header, field by field (the image origin is not kept: nothing reads it).
 struct TgaHeader {
+  std::uint8_t idLength = 0;
+  std::uint8_t mapType = 0;  // 1: a colour map follows the ID field
+  std::uint8_t imageType = 0;
+  std::uint16_t mapStart = 0;  // first entry index
+  std::uint16_t mapLength = 0;
+  std::uint8_t mapBits = 0;  // bits per map entry
   std::uint16_t width = 0;
   std::uint16_t height = 0;
   std::uint8_t pixelDepth = 0;
@@ -36,10 +44,15 @@ struct TgaHeader {
   // Bytes 16 and 17 as one little-endian word (depth low, descriptor high).
   std::uint16_t depthAndDescriptor() const { return static_cast<std::uint16_t>(pixelDepth | (descriptor << 8)); }
   std::int16_t signedWidth() const { return static_cast<std::int16_t>(width); }
+  // The colour map follows the ID field, the pixels follow the map. Any map type but 0
+  // counts as a map here; types above 1 are reserved, and readers refuse them or skip the map.
+  std::size_t mapOffset() const { return kTgaHeaderSize + idLength; }
+  std::size_t mapBytes() const { return std::size_t{mapLength} * ((mapBits + 7u) / 8); }
+  std::size_t dataOffset() const { return mapOffset() + (mapType != 0 ? mapBytes() : 0); }
 };
 
-// Reads the header fields of `file`; raises Error(Truncated) naming `what` when it is
-// shorter than 18 bytes.
+// Reads the header of `file`; raises Error(Truncated) naming `what` when it is shorter
+// than 18 bytes.
 TgaHeader readTgaHeader(Bytes file, const std::string& what);
 
 // The pixel bytes `rows` x `rowBytes` starting at byte 18, whatever the ID length says;

@@ -16,7 +16,6 @@ namespace {
 
 constexpr std::uint8_t kPngSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
 constexpr std::uint32_t kPngIend = 0x49454E44;  // "IEND"
-constexpr std::uint8_t kTgaRightToLeft = 0x10;
 constexpr char kNoPicture[] = "not a TGA, PNG, JPEG or BMP image this program reads";
 
 struct StbFree {
@@ -135,37 +134,13 @@ void requireBmpComplete(Bytes file, const std::string& what) {
                                    std::to_string(file.size()));
 }
 
-struct TgaLayout {
-  std::uint8_t idLength = 0, mapType = 0, imageType = 0, mapBits = 0, depth = 0, descriptor = 0;
-  std::uint16_t mapStart = 0, mapLength = 0, width = 0, height = 0;
-  std::size_t mapOffset = 0, dataOffset = 0;
-  bool indexed() const { return (imageType & 7) == 1; }
-};
-
-TgaLayout readTgaLayout(Bytes file, const std::string& what) {
-  ByteReader reader(file, what);
-  TgaLayout t;
-  t.idLength = reader.u8();
-  t.mapType = reader.u8();
-  t.imageType = reader.u8();
-  t.mapStart = reader.u16();
-  t.mapLength = reader.u16();
-  t.mapBits = reader.u8();
-  reader.skip(4);  // origin
-  t.width = reader.u16();
-  t.height = reader.u16();
-  t.depth = reader.u8();
-  t.descriptor = reader.u8();
-  t.mapOffset = kTgaHeaderSize + t.idLength;
-  t.dataOffset = t.mapOffset + (t.mapType == 1 ? std::size_t{t.mapLength} * ((t.mapBits + 7u) / 8) : 0);
-  return t;
-}
+bool colourMapped(const TgaHeader& t) { return (t.imageType & 7) == 1; }
 
 // TGA: the colour map and the pixels, uncompressed or as run-length packets.
-void requireTgaComplete(Bytes file, const TgaLayout& t, const std::string& what) {
+void requireTgaComplete(Bytes file, const TgaHeader& t, const std::string& what) {
   ByteReader reader(file, what);
-  reader.seek(t.dataOffset);  // raises when the colour map runs past the end
-  const std::size_t pixelBytes = (t.depth + 7u) / 8;
+  reader.seek(t.dataOffset());  // raises when the colour map runs past the end
+  const std::size_t pixelBytes = (t.pixelDepth + 7u) / 8;
   const std::uint64_t pixels = std::uint64_t{t.width} * t.height;
   if (t.imageType < 8) {
     reader.skip(static_cast<std::size_t>(pixels * pixelBytes));
@@ -182,9 +157,9 @@ void requireTgaComplete(Bytes file, const TgaLayout& t, const std::string& what)
 // stb reads a colour map only for colour-mapped types, and takes the map's first-entry index
 // for a number of bytes to skip. A true-colour file that carries a map, and a map that starts
 // above entry 0, are rewritten in the plain layout it reads.
-std::vector<std::uint8_t> plainTga(Bytes file, const TgaLayout& t, const std::string& what) {
-  const bool strayMap = t.mapType == 1 && !t.indexed();
-  const bool offsetMap = t.mapType == 1 && t.indexed() && t.mapStart != 0;
+std::vector<std::uint8_t> plainTga(Bytes file, const TgaHeader& t, const std::string& what) {
+  const bool strayMap = t.mapType == 1 && !colourMapped(t);
+  const bool offsetMap = t.mapType == 1 && colourMapped(t) && t.mapStart != 0;
   if (!strayMap && !offsetMap) return {};
   const std::size_t entryBytes = (t.mapBits + 7u) / 8;
   std::vector<std::uint8_t> out(file.begin(), file.begin() + kTgaHeaderSize);
@@ -198,10 +173,10 @@ std::vector<std::uint8_t> plainTga(Bytes file, const TgaLayout& t, const std::st
     storeU16(&out[3], 0);
     storeU16(&out[5], static_cast<std::uint16_t>(t.mapStart + t.mapLength));
     out.resize(out.size() + t.mapStart * entryBytes, 0);
-    out.insert(out.end(), file.begin() + static_cast<std::ptrdiff_t>(t.mapOffset),
-               file.begin() + static_cast<std::ptrdiff_t>(t.dataOffset));
+    out.insert(out.end(), file.begin() + static_cast<std::ptrdiff_t>(t.mapOffset()),
+               file.begin() + static_cast<std::ptrdiff_t>(t.dataOffset()));
   }
-  out.insert(out.end(), file.begin() + static_cast<std::ptrdiff_t>(t.dataOffset), file.end());
+  out.insert(out.end(), file.begin() + static_cast<std::ptrdiff_t>(t.dataOffset()), file.end());
   return out;
 }
 
@@ -233,15 +208,16 @@ Image decodeImage(Bytes file, const std::string& what) {
   bool mirrored = false;
   if (kind == ImageFileKind::Tga) {
     if (file.size() < kTgaHeaderSize) fail(ErrorKind::Unsupported, what + ": " + kNoPicture);
-    const TgaLayout layout = readTgaLayout(file, what);
-    const int type = layout.imageType & ~8;  // without the run-length bit
-    if (layout.mapType > 1 || type < 1 || type > 3 || layout.width == 0 || layout.height == 0 ||
-        (layout.depth != 8 && layout.depth != 15 && layout.depth != 16 && layout.depth != 24 && layout.depth != 32))
+    const TgaHeader header = readTgaHeader(file, what);
+    const int type = header.imageType & ~8;  // without the run-length bit
+    if (header.mapType > 1 || type < 1 || type > 3 || header.width == 0 || header.height == 0 ||
+        (header.pixelDepth != 8 && header.pixelDepth != 15 && header.pixelDepth != 16 && header.pixelDepth != 24 &&
+         header.pixelDepth != 32))
       fail(ErrorKind::Unsupported, what + ": " + kNoPicture);
-    mirrored = (layout.descriptor & kTgaRightToLeft) != 0;
-    if (std::uint64_t{layout.width} * layout.height <= kMaxImagePixels) {
-      requireTgaComplete(file, layout, what);
-      rewritten = plainTga(file, layout, what);
+    mirrored = (header.descriptor & kTgaDescriptorRightToLeft) != 0;
+    if (std::uint64_t{header.width} * header.height <= kMaxImagePixels) {
+      requireTgaComplete(file, header, what);
+      rewritten = plainTga(file, header, what);
     }
   }
   const Bytes input = rewritten.empty() ? file : Bytes(rewritten);

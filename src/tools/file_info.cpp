@@ -140,7 +140,7 @@ void describeMap(Bytes file, Json& j) {
 
 void describeTga(Bytes file, Json& j) {
   const TgaHeader header = readTgaHeader(file, "TGA");
-  const std::uint8_t type = file[2];
+  const std::uint8_t type = header.imageType;
   const char* types[] = {"none", "colour-mapped", "true-colour", "greyscale"};
   j["size"] = sizeText(header.width, header.height);
   j["image type"] = std::string((type & 7) < 4 ? types[type & 7] : "unknown") + ((type & 8) ? ", run-length" : "");
