@@ -126,9 +126,14 @@ class WorkingFolder {
 };
 
 // The tool skips a resource whose name cannot be a file name and says why, and passes over
-// a file it could not write; the program fails for either. The names are relative to the
-// current folder, which the message calls `folder`.
-void throwOnUndone(const XprRunResult& run, const std::string& input, const std::string& folder) {
+// a file it could not write; the program fails for either. A name written twice is only a
+// note: the game's tool gives every 2-D texture the base name. The names are relative to the
+// current folder, which the messages call `folder`.
+void reportXprRun(Host& host, const XprRunResult& run, const std::string& input, const std::string& folder) {
+  for (const auto& [name, count] : run.overwritten)
+    host.printError("vellmark: note: '" + input + "': " + std::to_string(count) + " textures were written as '" +
+                    printableName((fs::path(folder) / name).string()) +
+                    "' and only the last is kept; 'vellmark convert' writes each under its own name\n");
   if (!run.unwritten.empty()) {
     const std::string& first = run.unwritten.front();
     const std::size_t more = run.unwritten.size() - 1;
@@ -148,7 +153,7 @@ int runXprToTga(ProgramHost& host, const ImageArgs& a) {
     (void)readInput(in);
     const XprRunResult run = xprToTga(host, in, base, a.png);
     throwOnErrorBox(host, in);
-    throwOnUndone(run, in, "");
+    reportXprRun(host, run, in, "");
     return 0;
   }
   const std::string folder = prepareOutputFolder(a.outputDir);
@@ -162,7 +167,7 @@ int runXprToTga(ProgramHost& host, const ImageArgs& a) {
     if (a.noClobber && stampOf(first))
       throw OutputError("'" + first + "' exists in '" + a.outputDir + "' and --no-clobber is given");
     (void)readInput(in);
-    throwOnUndone(xprToTga(h, in, stemOf(item.input), a.png), item.input, a.outputDir);
+    reportXprRun(h, xprToTga(h, in, stemOf(item.input), a.png), item.input, a.outputDir);
   });
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <map>
 #include <optional>
 
 #include "base/error.h"
@@ -127,9 +128,13 @@ XprRunResult xprToTga(Host& host, const std::string& xprPath, const std::string&
     host.messageBox(messages::kXprErrorCaption, messages::kXprErrorText);
     return result;
   }
+  std::map<std::string, std::size_t> writes;
   result.refused = buildXprFiles(host, *bundle, textureBaseName, [&](const std::string& name, std::initializer_list<Bytes> pieces) {
+    ++writes[name];
     if (!writeWholeFile(name, pieces)) result.unwritten.push_back(name);
   }, asPng);
+  for (const auto& [name, count] : writes)
+    if (count > 1) result.overwritten.emplace_back(name, count);
   return result;
 }
 

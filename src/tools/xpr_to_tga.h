@@ -6,6 +6,7 @@
 #include <functional>
 #include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/byte_reader.h"
@@ -36,6 +37,9 @@ std::size_t buildXprFiles(Host& host, const XprBundle& bundle, const std::string
 struct XprRunResult {
   std::size_t refused = 0;               // resources skipped for their names
   std::vector<std::string> unwritten;    // files that could not be written, in order
+  // Names written more than once, with the count: every 2-D texture takes the base name, so
+  // a bundle of several keeps only its last.
+  std::vector<std::pair<std::string, std::size_t>> overwritten;
 };
 
 // The whole tool: loads `xprPath` and writes the files of buildXprFiles by their names (in

@@ -49,8 +49,8 @@ std::vector<std::uint8_t> renamed(std::vector<std::uint8_t> file, std::uint32_t 
 // seven levels) and "a4" (A4R4G4B4, written opaque), which all write the base name so the last
 // one wins; cubes "sky" (one level) and "env" (five levels, wholly in the packed tail); user
 // data "data" and "empty"; a volume texture and an index buffer, not written. "tail": a small
-// packed 2-D texture is read from its tail and named miptail; a linear one after it takes the
-// plain name.
+// packed 2-D texture is read from its tail and named miptail; a linear one of the same size and
+// levels after it gets the same suffix (the tail base comes from the size alone) and wins.
 TEST(XprToTga, WritesTheKnownFilesAndLines) {
   const struct { const char* bundle; std::string printed, errors; const char* files; } cases[] = {
       {"xpr/tool.xpr.gz", "   1: sky (Cubemap)\n   3: env (Cubemap)\n", "   7: texture format k_16_16_EDRAM cannot be converted; skipped\n",
@@ -149,6 +149,8 @@ TEST(XprToTga, TheProgramFailsForAFileItCouldNotWrite) {
   EXPECT_EQ(cli.status, 1);
   EXPECT_NE(cli.err.find("cannot write '" + (dir.path() / "out/data.bin").string() + "': it is a folder"),
             std::string::npos) << cli.err;
+  EXPECT_NE(cli.err.find("3 textures were written as '" + (dir.path() / "out/tool.tga").string() +
+                         "' and only the last is kept"), std::string::npos) << cli.err;
   EXPECT_TRUE(fs::exists(dir.path() / "out/tool.tga"));
   EXPECT_TRUE(fs::exists(dir.path() / "out/skyXP.tga"));
 
